@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "vela/core/export.hpp"
+
+namespace vela {
+
+/// The kit's named loggers. The library itself logs under VELA (value 0).
+enum class LOGGER_NAME : int32_t {
+    VELA = 0,
+    CAPTURE = 1,
+    DEPTH = 2,
+    TRACKING = 3,
+    MAPPING = 4,
+    DETECTION = 5,
+    STREAMING = 6,
+};
+
+/// Message levels, numbered as the logging back end counts them; a logger emits a message when its own
+/// level is at or below the message's level.
+enum class LOG_LEVEL : int32_t {
+    TRACE = 2,
+    DEBUG = 3,
+    INFO = 4,
+    WARNING = 5,
+    ERROR = 6,
+    CRITICAL = 7,
+    NONE = 9,  ///< as a logger level: emit nothing
+};
+
+namespace detail {
+struct LoggerEntry;
+}
+
+/// Process-wide registry of named loggers with asynchronous delivery: a message that passes its logger's
+/// level is formatted on the calling thread and written by one back-end thread, in order.
+/// The VELA logger is registered at first use, writing to standard error at WARNING.
+class VELA_API TarnLogger {
+  public:
+    /// Receives each emitted message's level and text, on the back-end thread.
+    using Callback = std::function<void(LOG_LEVEL, const std::string&)>;
+
+    /// The one registry, created on first use (thread-safe) and destroyed at process exit.
+    static TarnLogger& get_instance();
+
+    TarnLogger(const TarnLogger&) = delete;
+    TarnLogger& operator=(const TarnLogger&) = delete;
+
+    /// Creates or replaces the logger `name` at `level`, writing to standard error when asked.
+    void registerLogger(LOGGER_NAME name, LOG_LEVEL level, bool toStandardError = true);
+    /// True when `name` has a logger.
+    bool isRegistered(LOGGER_NAME name) const;
+    /// Sets the level of a registered logger; does nothing for an unregistered one.
+    void setLevel(LOGGER_NAME name, LOG_LEVEL level);
+    /// Level of the logger `name`; NONE when it is not registered.
+    LOG_LEVEL getLevel(LOGGER_NAME name) const;
+    /// Appends the logger's messages to the file at `path`; false when the file cannot be opened or
+    /// the logger is not registered.
+    bool addFileSink(LOGGER_NAME name, const std::string& path);
+    /// Hands the logger's messages to `callback`; false when the logger is not registered.
+    bool addCallbackSink(LOGGER_NAME name, Callback callback);
+    /// Queues an already formatted message when it passes the logger's level.
+    void log(LOGGER_NAME name, LOG_LEVEL level, const std::string& message);
+    /// Blocks until every message queued so far has reached all sinks.
+    void flush();
+
+    /// The logger entry for `name`, or null when there is none; the entry lives as long as the registry.
+    detail::LoggerEntry* find(LOGGER_NAME name) const noexcept;
+
+  private:
+    TarnLogger();
+    ~TarnLogger();
+
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace vela

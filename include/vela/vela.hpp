@@ -1,0 +1,12 @@
+#pragma once
+
+// The whole public interface of vela.
+
+#include "vela/core/cuda_check.hpp"
+#include "vela/core/error_code.hpp"
+#include "vela/core/export.hpp"
+#include "vela/core/logger.hpp"
+#include "vela/core/memory_types.hpp"
+#include "vela/core/resolution.hpp"
+#include "vela/core/string.hpp"
+#include "vela/core/vector.hpp"

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs the Debian packages vela builds and tests with; silent when they are all present.
+set -euo pipefail
+
+packages=(cmake make g++ pkg-config ccache clang-format
+          libgtest-dev libbenchmark-dev
+          libopencv-dev libeigen3-dev nlohmann-json3-dev libspdlog-dev libfmt-dev)
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+echo "installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

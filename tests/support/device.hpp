@@ -1,0 +1,49 @@
+#pragma once
+
+// What the GPU-path tests need to know about the device they run on. The same test sources build against
+// the simulated device and against the real CUDA runtime; each build links its own implementation.
+
+#include <gtest/gtest.h>
+
+#include <cuda_runtime_api.h>
+
+#include <cstddef>
+#include <string>
+
+namespace vela {
+namespace test {
+
+/// True in the build on the simulated device.
+bool isSimulated();
+/// True when a GPU (real or simulated) can run the test; otherwise `reason` says why not.
+bool gpuAvailable(std::string* reason);
+/// The runtime's answer to a first call when no GPU can be used (cudaSuccess when one can).
+cudaError_t deviceStatus();
+/// Makes the next call of `function` fail with `error`; false where failures cannot be injected.
+bool injectFailure(const char* function, cudaError_t error);
+/// Device allocations currently alive; 0 where they cannot be counted.
+size_t liveAllocations();
+
+/// Base of the GPU-path tests: skips when no GPU can run them and checks that a test frees all the device
+/// memory it allocated.
+class GpuTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::string reason;
+        if (!gpuAvailable(&reason)) {
+            GTEST_SKIP() << reason;
+        }
+        allocationsBefore = liveAllocations();
+    }
+    void TearDown() override {
+        if (!IsSkipped()) {
+            EXPECT_EQ(liveAllocations(), allocationsBefore) << "device memory leaked";
+        }
+    }
+
+  private:
+    size_t allocationsBefore = 0;
+};
+
+}  // namespace test
+}  // namespace vela

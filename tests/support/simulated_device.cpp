@@ -1,0 +1,25 @@
+#include "sim_device.hpp"
+#include "support/device.hpp"
+
+namespace vela {
+namespace test {
+
+bool isSimulated() {
+    return true;
+}
+bool gpuAvailable(std::string* /*reason*/) {
+    return true;
+}
+cudaError_t deviceStatus() {
+    return cudaSuccess;
+}
+bool injectFailure(const char* function, cudaError_t error) {
+    sim::failNextCall(function, error);
+    return true;
+}
+size_t liveAllocations() {
+    return sim::liveAllocations();
+}
+
+}  // namespace test
+}  // namespace vela
