@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Builds vela and runs its whole test suite: formatting, the tests on the simulated GPU, the same GPU-path
-# tests on the real CUDA runtime, and a downstream project against the installed package.
+# Builds vela and runs its whole test suite: formatting; the tests on the simulated GPU and the same
+# GPU-path tests on the real CUDA runtime; a downstream project against the installed package; then the
+# tests again under AddressSanitizer with UndefinedBehaviorSanitizer, and the concurrency tests under
+# ThreadSanitizer. Any failure or sanitizer report fails the run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/check-format.sh
-cmake --preset release >/dev/null
-cmake --build --preset release
-ctest --preset release
+for preset in release asan tsan; do
+    echo "== $preset"
+    cmake --preset "$preset" -DCMAKE_RULE_MESSAGES=OFF >/dev/null
+    cmake --build --preset "$preset" -- --no-print-directory
+    ctest --preset "$preset"
+done

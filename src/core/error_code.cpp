@@ -99,7 +99,8 @@ const String kUnknownError("Unknown error");
 
 // One dispatch: shifting by 4 maps the defined codes onto 0..37 and every other value above 37.
 const StatusText* findRow(ERROR_CODE code) {
-    const auto row = static_cast<uint32_t>(static_cast<int32_t>(code) - kFirstCode);
+    const uint32_t row =
+        static_cast<uint32_t>(code) - static_cast<uint32_t>(kFirstCode);  // wraps, no overflow
     return row < kRowCount ? &kStatusTexts[row] : nullptr;
 }
 

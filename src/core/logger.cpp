@@ -66,11 +66,10 @@ class FlushBarrierSink final : public spdlog::sinks::base_sink<std::mutex> {
 
   protected:
     void sink_it_(const spdlog::details::log_msg& /*msg*/) override {}
+    // Notified under the lock: a waiter that wakes may go on to destroy the sink.
     void flush_() override {
-        {
-            std::lock_guard<std::mutex> lock(countMutex);
-            ++flushCount;
-        }
+        std::lock_guard<std::mutex> lock(countMutex);
+        ++flushCount;
         flushed.notify_all();
     }
 
@@ -149,10 +148,10 @@ TarnLogger::TarnLogger() : impl(std::make_unique<Impl>()) {
 
 TarnLogger::~TarnLogger() {
     flush();
+    impl->pool.reset();  // joins the back-end thread after it has drained the queue
     for (auto& named : impl->entries)
         std::atomic_store(&named.second->logger, {});
     impl->backends.clear();
-    impl->pool.reset();  // joins the back-end thread after it has drained the queue
 }
 
 TarnLogger& TarnLogger::get_instance() {

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "core/logging.hpp"
+
+namespace {
+
+using vela::LOG_LEVEL;
+using vela::LOGGER_NAME;
+using vela::TarnLogger;
+
+// An argument that counts how often it is copied and formatted.
+struct Witness {
+    static inline std::atomic<int> copies{0};
+    static inline std::atomic<int> formats{0};
+    Witness() = default;
+    Witness(const Witness& /*other*/) { ++copies; }
+    Witness& operator=(const Witness&) = delete;
+};
+
+}  // namespace
+
+template <>
+struct fmt::formatter<Witness> : fmt::formatter<std::string_view> {
+    auto format(const Witness& /*witness*/, fmt::format_context& ctx) const {
+        ++Witness::formats;
+        return fmt::formatter<std::string_view>::format("witness", ctx);
+    }
+};
+
+namespace {
+
+// Collects what reaches a logger that writes nowhere else.
+class CapturedLogger : public ::testing::Test {
+  protected:
+    static constexpr LOGGER_NAME kName = LOGGER_NAME::DEPTH;
+
+    void SetUp() override {
+        TarnLogger::get_instance().registerLogger(kName, LOG_LEVEL::WARNING, false);
+        ASSERT_TRUE(TarnLogger::get_instance().addCallbackSink(
+            kName, [this](LOG_LEVEL level, const std::string& text) {
+                std::lock_guard<std::mutex> lock(mutex);
+                received.emplace_back(level, text);
+            }));
+        Witness::copies = 0;
+        Witness::formats = 0;
+    }
+
+    std::vector<std::pair<LOG_LEVEL, std::string>> drain() {
+        TarnLogger::get_instance().flush();
+        std::lock_guard<std::mutex> lock(mutex);
+        return std::exchange(received, {});
+    }
+
+    std::mutex mutex;
+    std::vector<std::pair<LOG_LEVEL, std::string>> received;
+};
+
+TEST_F(CapturedLogger, filtered_message_is_neither_copied_nor_formatted) {
+    const Witness witness;
+    vela::detail::log(kName, LOG_LEVEL::DEBUG, "{} {}", "[Mat] ", witness);
+    EXPECT_EQ(Witness::formats, 0);
+    EXPECT_EQ(Witness::copies, 0);
+    EXPECT_TRUE(drain().empty());
+
+    vela::detail::log(kName, LOG_LEVEL::WARNING, "{} {}", "[Mat] ", witness);
+    EXPECT_EQ(Witness::formats, 1);
+    EXPECT_EQ(Witness::copies, 0);
+    const auto messages = drain();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].second, "[Mat]  witness");
+}
+
+TEST_F(CapturedLogger, placeholders_are_filled_in_order_at_the_message_level) {
+    vela::detail::log(kName, LOG_LEVEL::ERROR, "{} {} for reference Mat is forbidden.", "[Mat] ",
+                      "updateCPUfromGPU");
+    const auto messages = drain();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].first, LOG_LEVEL::ERROR);
+    EXPECT_EQ(messages[0].second, "[Mat]  updateCPUfromGPU for reference Mat is forbidden.");
+}
+
+TEST_F(CapturedLogger, a_logger_emits_its_own_level_and_above) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    logger.setLevel(kName, LOG_LEVEL::WARNING);
+    EXPECT_EQ(logger.getLevel(kName), LOG_LEVEL::WARNING);
+    for (LOG_LEVEL level : {LOG_LEVEL::DEBUG, LOG_LEVEL::INFO, LOG_LEVEL::WARNING, LOG_LEVEL::ERROR}) {
+        logger.log(kName, level, "message");
+    }
+    const auto messages = drain();
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_EQ(messages[0].first, LOG_LEVEL::WARNING);
+    EXPECT_EQ(messages[1].first, LOG_LEVEL::ERROR);
+
+    logger.setLevel(kName, LOG_LEVEL::NONE);
+    logger.log(kName, LOG_LEVEL::CRITICAL, "message");
+    EXPECT_TRUE(drain().empty());
+}
+
+TEST_F(CapturedLogger, messages_from_many_threads_all_arrive) {
+    constexpr int kThreads = 4;
+    constexpr int kPerThread = 500;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([t] {
+            for (int i = 0; i < kPerThread; ++i)
+                vela::detail::log(kName, LOG_LEVEL::ERROR, "{} {}", t, i);
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(drain().size(), static_cast<size_t>(kThreads * kPerThread));
+}
+
+TEST_F(CapturedLogger, file_sink_receives_the_formatted_line) {
+    const std::string path = ::testing::TempDir() + "vela_logger_test.log";
+    std::remove(path.c_str());
+    ASSERT_TRUE(TarnLogger::get_instance().addFileSink(kName, path));
+    vela::detail::log(kName, LOG_LEVEL::ERROR, "{} in {} : {}", "[Mat] ", "write", "boom");
+    drain();
+    std::ifstream file(path);
+    std::stringstream content;
+    content << file.rdbuf();
+    EXPECT_NE(content.str().find("[error] [Mat]  in write : boom\n"), std::string::npos) << content.str();
+    std::remove(path.c_str());
+}
+
+TEST(TarnLogger, library_logger_is_registered_at_first_use_at_warning_level) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    EXPECT_EQ(&logger, &TarnLogger::get_instance());
+    EXPECT_TRUE(logger.isRegistered(LOGGER_NAME::VELA));
+    EXPECT_EQ(static_cast<int>(LOGGER_NAME::VELA), 0);
+    EXPECT_EQ(logger.getLevel(LOGGER_NAME::VELA), LOG_LEVEL::WARNING);
+}
+
+TEST(TarnLogger, levels_use_the_back_end_numbering) {
+    EXPECT_EQ(static_cast<int>(LOG_LEVEL::DEBUG), 3);
+    EXPECT_EQ(static_cast<int>(LOG_LEVEL::WARNING), 5);
+    EXPECT_EQ(static_cast<int>(LOG_LEVEL::ERROR), 6);
+}
+
+TEST(TarnLogger, unregistered_and_unknown_names_log_nothing_and_report_none) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    EXPECT_FALSE(logger.isRegistered(LOGGER_NAME::STREAMING));
+    EXPECT_EQ(logger.getLevel(LOGGER_NAME::STREAMING), LOG_LEVEL::NONE);
+    logger.setLevel(LOGGER_NAME::STREAMING, LOG_LEVEL::DEBUG);
+    EXPECT_EQ(logger.getLevel(LOGGER_NAME::STREAMING), LOG_LEVEL::NONE);
+    EXPECT_FALSE(logger.addCallbackSink(LOGGER_NAME::STREAMING, [](LOG_LEVEL, const std::string&) {}));
+    logger.log(LOGGER_NAME::STREAMING, LOG_LEVEL::CRITICAL, "dropped");
+
+    const auto unknown = static_cast<LOGGER_NAME>(99);
+    EXPECT_EQ(logger.find(unknown), nullptr);
+    vela::detail::log(unknown, LOG_LEVEL::CRITICAL, "{}", "dropped");
+    EXPECT_FALSE(logger.isRegistered(unknown));
+}
+
+}  // namespace
