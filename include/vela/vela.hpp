@@ -10,3 +10,4 @@
 #include "vela/core/resolution.hpp"
 #include "vela/core/string.hpp"
 #include "vela/core/vector.hpp"
+#include "vela/serialization/json_file.hpp"

@@ -1,0 +1,114 @@
+#include "serialization/json_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <sstream>
+
+namespace vela {
+namespace {
+
+// Writes all of `content` to `fd`, resuming after interrupted or partial writes.
+bool writeAll(int fd, const std::string& content) {
+    const char* data = content.data();
+    size_t left = content.size();
+    while (left > 0) {
+        const ssize_t written = ::write(fd, data, left);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        data += written;
+        left -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool parseJSONFile(const String& text, json& document) {
+    document = json::parse(text.c_str(), text.c_str() + text.size(), nullptr, false);
+    if (!document.is_discarded()) return true;
+    document = nullptr;
+    return false;
+}
+
+std::string dumpCompact(const json& document) {
+    return document.dump(-1, ' ', false, json::error_handler_t::strict);
+}
+
+JSON_FILE_STATUS loadJSONFile(const std::string& path, json& document) {
+    document = nullptr;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        return errno == ENOENT || errno == ENOTDIR ? JSON_FILE_STATUS::NOT_FOUND
+                                                   : JSON_FILE_STATUS::UNREADABLE;
+    }
+    if (S_ISDIR(info.st_mode)) return JSON_FILE_STATUS::UNREADABLE;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return JSON_FILE_STATUS::UNREADABLE;
+    std::ostringstream content;
+    content << file.rdbuf();
+    if (file.bad()) return JSON_FILE_STATUS::UNREADABLE;
+    return parseJSONFile(String(content.str()), document) ? JSON_FILE_STATUS::SUCCESS
+                                                          : JSON_FILE_STATUS::INVALID_JSON;
+}
+
+JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, bool indented) {
+    std::string content;
+    try {
+        content =
+            indented ? document.dump(2, ' ', false, json::error_handler_t::strict) : dumpCompact(document);
+    } catch (const json::exception&) {
+        return JSON_FILE_STATUS::UNWRITABLE;  // text that is not valid UTF-8 cannot be written as JSON
+    }
+    content += '\n';
+
+    std::string temporary = path + ".tmpXXXXXX";
+    const int fd = ::mkstemp(temporary.data());
+    if (fd < 0) return JSON_FILE_STATUS::UNWRITABLE;
+    // A new file gets the usual permissions rather than mkstemp's private ones.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);
+    const bool written = writeAll(fd, content) && ::fsync(fd) == 0;
+    const bool closed = ::close(fd) == 0;
+    if (!written || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
+        ::unlink(temporary.c_str());
+        return JSON_FILE_STATUS::UNWRITABLE;
+    }
+    return JSON_FILE_STATUS::SUCCESS;
+}
+
+bool getString(const json& object, const std::string& key, std::string& out, bool verbose) {
+    if (!object.is_object()) return false;
+    const auto member = object.find(key);
+    if (member == object.end()) return false;
+    std::string text;
+    try {
+        text = dumpCompact(*member);
+    } catch (const std::exception& e) {
+        if (verbose) std::printf("%s\n", e.what());
+        return false;
+    }
+    if (text.size() > 1 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
+    out = std::move(text);
+    return true;
+}
+
+bool saveJSONFile(String path, const String& text, bool indented) {
+    json document;
+    // Text that parses is not written: callers save records through the document form instead.
+    if (parseJSONFile(text, document)) return true;
+    return saveJSONFile(path.str(), document, indented) == JSON_FILE_STATUS::SUCCESS;
+}
+
+JSON_FILE_STATUS loadJSONFile(String path, String& text) {
+    json document;
+    const JSON_FILE_STATUS status = loadJSONFile(path.str(), document);
+    text = dumpCompact(document);
+    return status;
+}
+
+}  // namespace vela
