@@ -12,12 +12,6 @@ const detail::NameTable<CommunicationParameters::COMM_TYPE> kCommTypeNames{
 
 }  // namespace
 
-String toString(const CommunicationParameters::COMM_TYPE& type) {
-    return kCommTypeNames.toString(type);
-}
-
-ERROR_CODE fromString(const String& text, CommunicationParameters::COMM_TYPE& out) {
-    return kCommTypeNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(CommunicationParameters::COMM_TYPE, kCommTypeNames)
 
 }  // namespace vela

@@ -24,28 +24,8 @@ const detail::NameTable<BODY_TRACKING_MODEL> kModelNames{
 
 }  // namespace
 
-String toString(const BODY_FORMAT& format) {
-    return kFormatNames.toString(format);
-}
-
-ERROR_CODE fromString(const String& text, BODY_FORMAT& out) {
-    return kFormatNames.fromString(text, out);
-}
-
-String toString(const BODY_KEYPOINTS_SELECTION& selection) {
-    return kSelectionNames.toString(selection);
-}
-
-ERROR_CODE fromString(const String& text, BODY_KEYPOINTS_SELECTION& out) {
-    return kSelectionNames.fromString(text, out);
-}
-
-String toString(const BODY_TRACKING_MODEL& model) {
-    return kModelNames.toString(model);
-}
-
-ERROR_CODE fromString(const String& text, BODY_TRACKING_MODEL& out) {
-    return kModelNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(BODY_FORMAT, kFormatNames)
+VELA_NAME_TABLE_FUNCTIONS(BODY_KEYPOINTS_SELECTION, kSelectionNames)
+VELA_NAME_TABLE_FUNCTIONS(BODY_TRACKING_MODEL, kModelNames)
 
 }  // namespace vela

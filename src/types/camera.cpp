@@ -113,20 +113,7 @@ String toString(const MODULE& module) {
     return detail::kUnknownName;
 }
 
-String toString(const InputType::INPUT_TYPE& type) {
-    return kInputTypeNames.toString(type);
-}
-
-ERROR_CODE fromString(const String& text, InputType::INPUT_TYPE& out) {
-    return kInputTypeNames.fromString(text, out);
-}
-
-String toString(const STREAMING_CODEC& codec) {
-    return kCodecNames.toString(codec);
-}
-
-ERROR_CODE fromString(const String& text, STREAMING_CODEC& out) {
-    return kCodecNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(InputType::INPUT_TYPE, kInputTypeNames)
+VELA_NAME_TABLE_FUNCTIONS(STREAMING_CODEC, kCodecNames)
 
 }  // namespace vela

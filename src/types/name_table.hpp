@@ -80,3 +80,12 @@ class NameTable {
 
 }  // namespace detail
 }  // namespace vela
+
+/// Defines, in namespace vela, the public toString and fromString of `E`, both served by `table`.
+#define VELA_NAME_TABLE_FUNCTIONS(E, table)             \
+    String toString(const E& value) {                   \
+        return (table).toString(value);                 \
+    }                                                   \
+    ERROR_CODE fromString(const String& text, E& out) { \
+        return (table).fromString(text, out);           \
+    }

@@ -83,13 +83,7 @@ void reportInvalidSubclass() {
 
 }  // namespace
 
-String toString(const OBJECT_CLASS& objectClass) {
-    return kClassNames.toString(objectClass);
-}
-
-ERROR_CODE fromString(const String& text, OBJECT_CLASS& out) {
-    return kClassNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(OBJECT_CLASS, kClassNames)
 
 String toString(const OBJECT_SUBCLASS& subclass) {
     const Subclass* row = findSubclass(subclass);
@@ -156,20 +150,7 @@ String toString(const INFERENCE_PRECISION& precision) {
     return detail::kUnknownName;
 }
 
-String toString(const OBJECT_FILTERING_MODE& mode) {
-    return kFilteringModeNames.toString(mode);
-}
-
-ERROR_CODE fromString(const String& text, OBJECT_FILTERING_MODE& out) {
-    return kFilteringModeNames.fromString(text, out);
-}
-
-String toString(const OBJECT_DETECTION_MODEL& model) {
-    return kDetectionModelNames.toString(model);
-}
-
-ERROR_CODE fromString(const String& text, OBJECT_DETECTION_MODEL& out) {
-    return kDetectionModelNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(OBJECT_FILTERING_MODE, kFilteringModeNames)
+VELA_NAME_TABLE_FUNCTIONS(OBJECT_DETECTION_MODEL, kDetectionModelNames)
 
 }  // namespace vela

@@ -37,16 +37,10 @@ const detail::NameTable<COORDINATE_SYSTEM> kCoordinateSystemNames{
 
 }  // namespace
 
-String toString(const UNIT& unit) {
-    return kUnitNames.toString(unit);
-}
+VELA_NAME_TABLE_FUNCTIONS(UNIT, kUnitNames)
 
 String unit2str(UNIT unit) {
     return toString(unit);
-}
-
-ERROR_CODE fromString(const String& text, UNIT& out) {
-    return kUnitNames.fromString(text, out);
 }
 
 UNIT str2unit(String text) {
@@ -56,12 +50,6 @@ UNIT str2unit(String text) {
     return UNIT::MILLIMETER;
 }
 
-String toString(const COORDINATE_SYSTEM& system) {
-    return kCoordinateSystemNames.toString(system);
-}
-
-ERROR_CODE fromString(const String& text, COORDINATE_SYSTEM& out) {
-    return kCoordinateSystemNames.fromString(text, out);
-}
+VELA_NAME_TABLE_FUNCTIONS(COORDINATE_SYSTEM, kCoordinateSystemNames)
 
 }  // namespace vela
