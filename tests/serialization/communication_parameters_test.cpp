@@ -261,26 +261,20 @@ TEST_F(CommunicationParametersFiles, failed_reads_and_writes_return_false_and_ke
 }
 
 TEST(ExtractIpPort, normalises_and_splits_matching_addresses) {
-    std::string ip = "localhost";
-    int port = 7;
-    EXPECT_TRUE(vela::extractIpPort(ip, port));
-    EXPECT_EQ(ip, "127.0.0.1");
-    EXPECT_EQ(port, 7);
-
-    ip = "192.168.0.1";
-    EXPECT_TRUE(vela::extractIpPort(ip, port));
-    EXPECT_EQ(ip, "192.168.0.1");
-    EXPECT_EQ(port, 7);
-
-    ip = "192.168.0.1:8080";
-    EXPECT_TRUE(vela::extractIpPort(ip, port));
-    EXPECT_EQ(ip, "192.168.0.1");
-    EXPECT_EQ(port, 8080);
-
-    ip = "255.250.09.0:99999";
-    EXPECT_TRUE(vela::extractIpPort(ip, port));
-    EXPECT_EQ(ip, "255.250.09.0");
-    EXPECT_EQ(port, 99999);
+    struct Case {
+        const char* text;
+        const char* ip;
+        int port;  // 7 when the text gives none
+    };
+    for (const Case& c :
+         {Case{"localhost", "127.0.0.1", 7}, Case{"192.168.0.1", "192.168.0.1", 7},
+          Case{"192.168.0.1:8080", "192.168.0.1", 8080}, Case{"255.250.09.0:99999", "255.250.09.0", 99999}}) {
+        std::string ip = c.text;
+        int port = 7;
+        EXPECT_TRUE(vela::extractIpPort(ip, port)) << c.text;
+        EXPECT_EQ(ip, c.ip);
+        EXPECT_EQ(port, c.port) << c.text;
+    }
 }
 
 TEST(ExtractIpPort, leaves_text_that_does_not_match_untouched) {
