@@ -13,6 +13,7 @@
 #include "vela/core/vector.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 #include "vela/serialization/json_file.hpp"
+#include "vela/serialization/serialization_format.hpp"
 #include "vela/types/body_tracking.hpp"
 #include "vela/types/camera.hpp"
 #include "vela/types/custom_object_data.hpp"
