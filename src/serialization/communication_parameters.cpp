@@ -27,15 +27,16 @@ json toDocument(const CommunicationParameters& record) {
                   {"ip_port", record.ip_port}}}};
 }
 
-// A port is a whole number within int; a fraction or a number out of range is not a port and is ignored.
-// Any other JSON type, booleans included, is refused with the library's own type error.
+// A port is read as a number: a fraction is truncated as an integer conversion does, a number beyond int
+// is not a port and is ignored. Any other JSON type, booleans included, is refused with the library's own
+// type error.
 void readPort(const json& member, int& port) {
     if (!member.is_number()) {
         throw json::type_error::create(302, std::string("type must be number, but is ") + member.type_name(),
                                        &member);
     }
     const double value = member.get<double>();  // exact for every int
-    if (value >= INT_MIN && value <= INT_MAX && value == std::trunc(value)) port = static_cast<int>(value);
+    if (value > INT_MIN - 1.0 && value < INT_MAX + 1.0) port = static_cast<int>(value);
 }
 
 // Reads the members present in `document` into `record`. All are read into a copy first, so a type error

@@ -147,11 +147,12 @@ TEST(CommunicationParameters, decode_results_follow_the_text_not_the_members) {
     EXPECT_TRUE(record.decode(R"({"Other":{"ip_port":5}})", kJson));
     EXPECT_TRUE(record.decode(R"({"CommunicationParameters":[1,2]})", kJson));
     EXPECT_TRUE(record.decode("[]", kJson));
-    // Numbers that are not a whole int are no port.
-    EXPECT_TRUE(record.decode(R"({"CommunicationParameters":{"ip_port":80.5}})", kJson));
+    // A number beyond int is no port; a fraction is truncated as by an integer conversion.
     EXPECT_TRUE(record.decode(R"({"CommunicationParameters":{"ip_port":2147483648}})", kJson));
     EXPECT_EQ(record, start);
-    EXPECT_TRUE(record.decode(R"({"CommunicationParameters":{"ip_port":-2147483648}})", kJson));
+    EXPECT_TRUE(record.decode(R"({"CommunicationParameters":{"ip_port":80.9}})", kJson));
+    EXPECT_EQ(record.ip_port, 80);
+    EXPECT_TRUE(record.decode(R"({"CommunicationParameters":{"ip_port":-2147483648.5}})", kJson));
     EXPECT_EQ(record.ip_port, -2147483648LL);
 }
 
