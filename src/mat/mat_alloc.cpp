@@ -161,6 +161,9 @@ Mat::~Mat() {
 // ends owning, possibly without buffers.
 void Mat::alloc(size_t width_, size_t height_, MAT_TYPE type, MEM mem) {
     free(MEM_BOTH);
+    // A reference or a moved-from Mat still shares buffers it no longer describes: they go now.
+    cpuBuffer.reset();
+    gpuBuffer.reset();
     width = width_;
     height = height_;
     dataType = type;
