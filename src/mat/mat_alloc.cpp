@@ -72,39 +72,37 @@ const char* memoryWord(MEM mem) {
     return "";
 }
 
+// A handle on `ptr` that releases it with `release` when `owner`, and never otherwise. If making the handle
+// throws, the shared pointer releases the block itself before the exception goes on.
+template <typename Release>
+std::shared_ptr<unsigned char> handleOf(unsigned char* ptr, bool owner, Release release) {
+    if (owner) return std::shared_ptr<unsigned char>(ptr, release);
+    return std::shared_ptr<unsigned char>(ptr, leaveAlone);
+}
+
+// Hands a runtime block back with `release`, reporting a failure under the deleter's `signature`.
+void releaseReported(cudaError_t (*release)(void*), unsigned char* block, const char* signature) noexcept {
+    if (block != nullptr) VELA_CUDA_CHECK(release(block), signature);
+}
+
 }  // namespace
 
-// Owning handles release through their own kind; a failing release is reported and never thrown. If making
-// the handle throws, the shared pointer releases the block itself before the exception goes on.
+// Deleters never throw: a failing release is reported and the program goes on.
 void make_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner) {
-    if (owner) {
-        handle = std::shared_ptr<unsigned char>(ptr, [](unsigned char* block) noexcept { delete[] block; });
-    } else {
-        handle = std::shared_ptr<unsigned char>(ptr, leaveAlone);
-    }
+    handle = handleOf(ptr, owner, [](unsigned char* block) noexcept { delete[] block; });
 }
 
 void make_cuda_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner) {
-    if (!owner) {
-        handle = std::shared_ptr<unsigned char>(ptr, leaveAlone);
-        return;
-    }
-    handle = std::shared_ptr<unsigned char>(ptr, [](unsigned char* block) noexcept {
-        if (block == nullptr) return;
-        VELA_CUDA_CHECK(cudaFree(block),
+    handle = handleOf(ptr, owner, [](unsigned char* block) noexcept {
+        releaseReported(cudaFree, block,
                         "vela::make_cuda_shared(unsigned char*, std::shared_ptr<unsigned char>&, "
                         "bool)::<lambda(unsigned char*)>");
     });
 }
 
 void make_cuda_mapped_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner) {
-    if (!owner) {
-        handle = std::shared_ptr<unsigned char>(ptr, leaveAlone);
-        return;
-    }
-    handle = std::shared_ptr<unsigned char>(ptr, [](unsigned char* block) noexcept {
-        if (block == nullptr) return;
-        VELA_CUDA_CHECK(cudaFreeHost(block),
+    handle = handleOf(ptr, owner, [](unsigned char* block) noexcept {
+        releaseReported(cudaFreeHost, block,
                         "vela::make_cuda_mapped_shared(unsigned char*, std::shared_ptr<unsigned char>&, "
                         "bool)::<lambda(unsigned char*)>");
     });

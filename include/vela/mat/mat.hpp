@@ -11,6 +11,7 @@
 #include "vela/core/memory_types.hpp"
 #include "vela/core/resolution.hpp"
 #include "vela/core/string.hpp"
+#include "vela/core/vector.hpp"
 
 namespace vela {
 
