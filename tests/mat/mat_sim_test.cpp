@@ -49,16 +49,5 @@ TEST(MatOnSimulatedDevice, a_moved_from_mat_keeps_the_buffer_alive_until_it_is_r
     EXPECT_EQ(sim::liveAllocations(), before);
 }
 
-TEST(SimulatedRuntime, refuses_what_a_real_runtime_refuses) {
-    void* managed = nullptr;
-    EXPECT_EQ(cudaMallocManaged(&managed, 0, cudaMemAttachGlobal), cudaErrorInvalidValue);
-    ASSERT_EQ(cudaMallocManaged(&managed, 64, cudaMemAttachGlobal), cudaSuccess);
-    EXPECT_EQ(cudaStreamAttachMemAsync(nullptr, managed, 0, cudaMemAttachSingle), cudaErrorInvalidValue)
-        << "the null stream stands for every stream";
-    EXPECT_EQ(cudaStreamAttachMemAsync(nullptr, managed, 0, cudaMemAttachGlobal), cudaSuccess);
-    EXPECT_EQ(cudaFree(managed), cudaSuccess);
-    cudaGetLastError();
-}
-
 }  // namespace
 }  // namespace vela
