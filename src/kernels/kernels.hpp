@@ -2,17 +2,26 @@
 
 // Host-callable launchers of the GPU kernels. Each queues its work on `stream` and returns without
 // waiting; the result is the launch status (a failure of the work itself surfaces at the next
-// synchronisation). Grids are given in elements, with rows `stepElements` elements apart.
+// synchronisation). Grid sizes are counted in elements and row steps in bytes: a GPU pitch need not be a
+// multiple of the element size (three-channel rows on a 512-byte pitch are not).
 
 #include <cuda_runtime_api.h>
 
 #include <cstddef>
 
+#include "vela/core/resolution.hpp"
+#include "vela/core/vector.hpp"
+
 namespace vela {
 
 /// Writes `value` into every element of the width x height grid at `gpu`.
 template <typename T>
-cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, size_t stepElements,
+cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, size_t stepBytes,
                            cudaStream_t stream);
+
+/// Converts unsigned 4-channel bytes to signed ones, every channel shifted by -128 (0 becomes -128, 255
+/// becomes 127, order preserved), over a resolution-sized grid.
+cudaError_t cu_cvt2Signed(const Vector4<unsigned char>* src, Vector4<char>* dst, size_t srcStepBytes,
+                          size_t dstStepBytes, Resolution resolution, cudaStream_t stream);
 
 }  // namespace vela

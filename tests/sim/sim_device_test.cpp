@@ -124,6 +124,11 @@ TEST_F(SimDevice, managed_memory_attaches_whole_and_only_when_managed) {
     EXPECT_EQ(cudaStreamAttachMemAsync(stream, managed, 0, cudaMemAttachSingle), cudaSuccess);
     EXPECT_EQ(cudaStreamAttachMemAsync(stream, managed, 50, cudaMemAttachHost), cudaErrorInvalidValue);
     EXPECT_EQ(cudaStreamAttachMemAsync(stream, device, 100, cudaMemAttachHost), cudaErrorInvalidValue);
+    // The null stream stands for every stream: memory can be attached to it globally, never singly.
+    EXPECT_EQ(cudaStreamAttachMemAsync(nullptr, managed, 0, cudaMemAttachGlobal), cudaSuccess);
+    EXPECT_EQ(cudaStreamAttachMemAsync(nullptr, managed, 0, cudaMemAttachSingle), cudaErrorInvalidValue);
+    void* empty = nullptr;
+    EXPECT_EQ(cudaMallocManaged(&empty, 0, cudaMemAttachGlobal), cudaErrorInvalidValue);
     EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
     EXPECT_EQ(cudaStreamSynchronize(stream), cudaErrorInvalidResourceHandle);  // destroyed
     EXPECT_EQ(cudaFree(managed), cudaSuccess);
@@ -136,7 +141,7 @@ TEST_F(SimDevice, kernels_run_on_device_memory_and_refuse_host_memory) {
     size_t pitch = 0;
     ASSERT_EQ(cudaMallocPitch(&device, &pitch, 3 * sizeof(unsigned short), 2), cudaSuccess);
     auto* grid = static_cast<unsigned short*>(device);
-    const size_t step = pitch / sizeof(unsigned short);
+    const size_t step = pitch;  // row steps are counted in bytes
     ASSERT_EQ(vela::cu_matSetToGPU<unsigned short>(0xBEEF, grid, 3, 2, step, nullptr), cudaSuccess);
     unsigned short back[2][3] = {};
     ASSERT_EQ(cudaMemcpy2D(back, sizeof(back[0]), device, pitch, sizeof(back[0]), 2, cudaMemcpyDeviceToHost),
@@ -146,10 +151,10 @@ TEST_F(SimDevice, kernels_run_on_device_memory_and_refuse_host_memory) {
             EXPECT_EQ(value, 0xBEEF);
 
     std::vector<unsigned short> host(6);
-    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, host.data(), 3, 2, 3, nullptr),
+    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, host.data(), 3, 2, 6, nullptr),
               cudaErrorIllegalAddress);
     // A step shorter than the grid's rows, or a grid past the allocation, is an illegal address too.
-    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 2, 2, nullptr), cudaErrorIllegalAddress);
+    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 2, 5, nullptr), cudaErrorIllegalAddress);
     EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 3, step, nullptr), cudaErrorIllegalAddress);
     vela::sim::failNextCall("cu_matSetToGPU", cudaErrorLaunchFailure);
     EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 2, step, nullptr), cudaErrorLaunchFailure);

@@ -9,16 +9,10 @@
 namespace vela {
 namespace {
 
-// Bytes spanned by a width x height grid of T with rows `stepElements` apart.
-template <typename T>
-size_t gridBytes(size_t width, size_t height, size_t stepElements) {
-    return ((height - 1) * stepElements + width) * sizeof(T);
-}
-
-// The simulator's view of a kernel's grid, or null after recording why the launch fails.
-template <typename T>
-T* launchView(const char* launcher, const T* grid, size_t width, size_t height, size_t stepElements,
-              cudaStream_t stream, cudaError_t* status) {
+// The simulator's view of a kernel's grid of `height` rows of `rowBytes` bytes, `stepBytes` apart, or null
+// after recording why the launch fails.
+unsigned char* launchView(const char* launcher, const void* grid, size_t rowBytes, size_t height,
+                          size_t stepBytes, cudaStream_t stream, cudaError_t* status) {
     *status = sim::takeInjectedFailure(launcher);
     if (*status != cudaSuccess) return nullptr;
     if (!sim::isValidStream(stream)) {
@@ -26,23 +20,24 @@ T* launchView(const char* launcher, const T* grid, size_t width, size_t height, 
         return nullptr;
     }
     // A real kernel touching memory outside a GPU-visible allocation fails with an illegal address.
-    auto* view = static_cast<T*>(sim::deviceView(grid, gridBytes<T>(width, height, stepElements)));
-    if (view == nullptr || stepElements < width) *status = sim::recordError(cudaErrorIllegalAddress);
+    auto* view = static_cast<unsigned char*>(sim::deviceView(grid, (height - 1) * stepBytes + rowBytes));
+    if (view == nullptr || stepBytes < rowBytes) *status = sim::recordError(cudaErrorIllegalAddress);
     return *status == cudaSuccess ? view : nullptr;
 }
 
 }  // namespace
 
 template <typename T>
-cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, size_t stepElements,
+cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, size_t stepBytes,
                            cudaStream_t stream) {
     if (width == 0 || height == 0) return cudaSuccess;
     cudaError_t status;
-    T* data = launchView("cu_matSetToGPU", gpu, width, height, stepElements, stream, &status);
+    auto* data = reinterpret_cast<T*>(
+        launchView("cu_matSetToGPU", gpu, width * sizeof(T), height, stepBytes, stream, &status));
     if (data == nullptr) return status;
     for (size_t y = 0; y < height; ++y)
         for (size_t x = 0; x < width; ++x)
-            elementwise::fill(data, stepElements, x, y, value);
+            elementwise::fill(data, stepBytes, x, y, value);
     return cudaSuccess;
 }
 
@@ -50,5 +45,23 @@ cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, 
     template cudaError_t cu_matSetToGPU<T>(const T&, T*, size_t, size_t, size_t, cudaStream_t);
 VELA_FOR_EACH_ELEMENT_TYPE(VELA_INSTANTIATE_FILL)
 #undef VELA_INSTANTIATE_FILL
+
+cudaError_t cu_cvt2Signed(const Vector4<unsigned char>* src, Vector4<char>* dst, size_t srcStepBytes,
+                          size_t dstStepBytes, Resolution resolution, cudaStream_t stream) {
+    const size_t width = resolution.width;
+    const size_t height = resolution.height;
+    if (width == 0 || height == 0) return cudaSuccess;
+    cudaError_t status;
+    const unsigned char* from =
+        launchView("cu_cvt2Signed", src, width * 4, height, srcStepBytes, stream, &status);
+    if (from == nullptr) return status;
+    auto* to = reinterpret_cast<signed char*>(
+        launchView("cu_cvt2Signed", dst, width * 4, height, dstStepBytes, stream, &status));
+    if (to == nullptr) return status;
+    for (size_t y = 0; y < height; ++y)
+        for (size_t x = 0; x < width; ++x)
+            elementwise::cvt2Signed(from, srcStepBytes, to, dstStepBytes, x, y);
+    return cudaSuccess;
+}
 
 }  // namespace vela

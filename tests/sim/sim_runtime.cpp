@@ -304,7 +304,9 @@ cudaError_t cudaMallocManaged(void** devPtr, size_t size, unsigned int flags) {
     if (devPtr == nullptr) return recordError(cudaErrorInvalidValue);
     *devPtr = nullptr;
     SIM_INJECTION_POINT("cudaMallocManaged");
-    if (flags != cudaMemAttachGlobal && flags != cudaMemAttachHost) return recordError(cudaErrorInvalidValue);
+    // Unlike cudaMalloc, an empty managed allocation is refused.
+    if (size == 0 || (flags != cudaMemAttachGlobal && flags != cudaMemAttachHost))
+        return recordError(cudaErrorInvalidValue);
     return vela::sim::allocateHostVisible(devPtr, size, Kind::Managed);
 }
 
@@ -398,6 +400,8 @@ cudaError_t cudaStreamAttachMemAsync(cudaStream_t stream, void* devPtr, size_t l
     if (flags != cudaMemAttachGlobal && flags != cudaMemAttachHost && flags != cudaMemAttachSingle) {
         return recordError(cudaErrorInvalidValue);
     }
+    // The null stream stands for every stream, so memory cannot be attached to it alone.
+    if (flags == cudaMemAttachSingle && stream == nullptr) return recordError(cudaErrorInvalidValue);
     // Only managed memory can be attached, and a length, when given, must cover the whole allocation.
     std::lock_guard<std::mutex> lock(vela::sim::state().mutex);
     auto& allocations = vela::sim::state().allocations;

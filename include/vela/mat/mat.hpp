@@ -1,0 +1,146 @@
+#pragma once
+
+#include <cuda_runtime_api.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "vela/core/error_code.hpp"
+#include "vela/core/export.hpp"
+#include "vela/core/memory_types.hpp"
+#include "vela/core/resolution.hpp"
+#include "vela/core/string.hpp"
+#include "vela/core/vector.hpp"
+
+namespace vela {
+
+/// Fills `handle` with `ptr`, a host array: released with array delete when `owner`, never otherwise.
+VELA_API void make_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
+/// Fills `handle` with `ptr`, GPU or managed memory: released with cudaFree when `owner`, never otherwise.
+VELA_API void make_cuda_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
+/// Fills `handle` with `ptr`, mapped pinned host memory: released with cudaFreeHost when `owner`, never
+/// otherwise.
+VELA_API void make_cuda_mapped_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
+
+/// A width x height grid of elements of one MAT_TYPE, held in host memory, GPU memory or both.
+///
+/// A Mat either owns its buffers (it allocated them) or refers to buffers that belong to someone else (a
+/// user's pointer, or the Mat it was copied from). Copying a Mat shares its buffers and never copies
+/// pixels; copyTo, setFrom and clone copy pixels. Host rows are packed; GPU rows are pitched (`stepGPU`).
+/// One Mat is used by one thread at a time; Mats sharing a buffer may live on different threads.
+///
+///     vela::Mat image(1280, 720, vela::MAT_TYPE::U8_C4, vela::MEM::CPU);
+///     image.setTo(vela::Vector4<unsigned char>(0, 0, 0, 255));
+///     image.updateGPUfromCPU(stream);       // adds a GPU buffer, copies on `stream`
+///     cudaStreamSynchronize(stream);
+///     vela::Mat view = image;               // shares both buffers, owns nothing
+///     vela::Vector4<unsigned char> pixel;
+///     view.getValue(10, 20, &pixel, vela::MEM::GPU);
+class VELA_API Mat {
+  public:
+    size_t width = 0;   ///< columns
+    size_t height = 0;  ///< rows
+    size_t channels = 0;
+    size_t stepGPU = 0;     ///< bytes from one GPU row to the next (the pitch)
+    size_t stepCPU = 0;     ///< bytes from one host row to the next
+    size_t pixelBytes = 0;  ///< bytes per element
+    /// Element type; a default Mat has F32_C1 here but describes no storage until `initialized`.
+    MAT_TYPE dataType{};
+    MEM memType = MEM::CPU;                    ///< where the buffers are (CPU, GPU or a MEM_* constant)
+    std::shared_ptr<unsigned char> cpuBuffer;  ///< host buffer
+    std::shared_ptr<unsigned char> gpuBuffer;  ///< GPU buffer (a device address)
+    bool initialized = false;                  ///< sizes and buffers describe valid storage
+    bool memoryOwner = false;                  ///< this Mat allocated its buffers
+    String name = "n/a";                       ///< label printed by getInfos
+    bool userFlag = false;                     ///< travels with the storage on move; never read here
+    uint64_t timestamp = 0;                    ///< time stamp of the content, copied by ref, move and copies
+
+    /// An empty Mat.
+    Mat() = default;
+    /// Allocates a width x height grid of `type` on `mem` (see alloc).
+    Mat(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
+    Mat(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
+    /// Wraps one user buffer (host for CPU, GPU for GPU) of rows `step` bytes apart, without owning it.
+    Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
+    Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
+    /// Wraps a user host buffer and a user GPU buffer (MEM_BOTH), without owning them.
+    Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU,
+        unsigned char* ptrGPU, size_t stepGPU);
+    Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU, unsigned char* ptrGPU,
+        size_t stepGPU);
+    /// Shares the other Mat's buffers without owning them (see ref); copies no pixels.
+    Mat(const Mat& other);
+    /// Shares the other Mat's buffers without owning them (see ref); copies no pixels.
+    Mat& operator=(const Mat& other);
+    /// Releases what this Mat owns; a buffer lives on while another Mat shares it.
+    ~Mat();
+
+    /// Frees, then allocates an owned grid: host rows packed, GPU rows pitched. MEM_BOTH is served by one
+    /// mapped buffer (MEM_UNIFIED). Failures are reported on standard output; the Mat still ends owning.
+    void alloc(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
+    void alloc(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
+    /// Releases the owned side(s) named by `mem`; a reference or the last side emptied ends empty.
+    void free(MEM mem = MEM_BOTH);
+    /// Makes this Mat a reference to `other`'s buffers (nothing when `other` is empty); the name is kept.
+    void ref(const Mat& other);
+    /// Hands this Mat's owned storage to `dst`; FAILURE, changing nothing, when this Mat owns nothing.
+    ERROR_CODE move(Mat& dst);
+    /// Exchanges the owned storage of `a` and `b`; a side that only refers to storage ends empty.
+    static void swap(Mat& a, Mat& b);
+
+    /// Copies this Mat's content into `dst`, (re)allocating it only when its size, type or side does not
+    /// fit. Copies on `stream` and returns without waiting; a null stream copies synchronously.
+    ERROR_CODE copyTo(Mat& dst, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = 0) const;
+    /// Copies `src` into this Mat, as `src.copyTo(*this, type, stream)`. Copies on `stream` and returns
+    /// without waiting; a null stream copies synchronously.
+    ERROR_CODE setFrom(const Mat& src, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = 0);
+    /// Makes the host buffer hold the GPU content, adding a packed host buffer to an owned GPU Mat. Copies on
+    /// `stream` and returns without waiting (a null stream copies synchronously); managed and mapped
+    /// memory wait for `stream` so that the host may read at once. FAILURE for a one-sided reference.
+    ERROR_CODE updateCPUfromGPU(cudaStream_t stream = 0);
+    /// Makes the GPU buffer hold the host content, adding a pitched GPU buffer to an owned host Mat. Copies
+    /// on `stream` and returns without waiting; a null stream copies synchronously. `reserved` is ignored.
+    ERROR_CODE updateGPUfromCPU(cudaStream_t stream = 0, int reserved = 0);
+    /// Makes this Mat an owning deep copy of `src` (MEM_BOTH becomes one mapped buffer); FAILURE when
+    /// `src` is empty.
+    ERROR_CODE clone(const Mat& src);
+
+    /// Typed buffer: GPU for GPU and MEM_MANAGED, host for CPU, null otherwise. No check of type or state.
+    template <typename T>
+    T* getPtr(MEM mem = MEM::CPU) const;
+    /// Writes `value` into every element on side `mem` (CPU or GPU); T must match the element size. The GPU
+    /// fill is queued on `stream` (the default stream when null) and returns without waiting.
+    template <typename T>
+    ERROR_CODE setTo(const T& value, MEM mem = MEM::CPU, cudaStream_t stream = 0);
+    /// Writes element (x, y) on side `mem`. Neither the coordinates nor T are checked: the caller keeps
+    /// them inside the grid. A GPU write is synchronous.
+    template <typename T>
+    ERROR_CODE setValue(size_t x, size_t y, const T& value, MEM mem = MEM::CPU);
+    /// Reads element (x, y) of side `mem` into `*value`, zeroed first; FAILURE outside the grid or when T's
+    /// size differs from the element size. A GPU read is synchronous.
+    template <typename T>
+    ERROR_CODE getValue(size_t x, size_t y, T* value, MEM mem = MEM::CPU) const;
+
+    /// Row step of side `mem`: stepGPU for GPU and MEM_MANAGED, stepCPU for CPU, 0 for other values.
+    size_t getStepBytes(MEM mem = MEM::CPU) const;
+    /// One line: name (or address when the name is empty), time stamp, size, channels, type, memory, owner.
+    String getInfos() const;
+
+    size_t getWidth() const { return width; }
+    size_t getHeight() const { return height; }
+    size_t getChannels() const { return channels; }
+    MAT_TYPE getDataType() const { return dataType; }
+    MEM getMemoryType() const { return memType; }
+    size_t getPixelBytes() const { return pixelBytes; }
+    Resolution getResolution() const { return Resolution(width, height); }
+    bool isInit() const { return initialized; }
+    bool isMemoryOwner() const { return memoryOwner; }
+};
+
+/// Converts a U8_C4 image with a GPU side into `dst` as S8_C4 on the GPU, each channel shifted by -128,
+/// (re)allocating `dst` when it does not fit. Queued on `stream` (the default stream when null); returns
+/// without waiting. FAILURE for an empty, host-only or differently typed `src`.
+VELA_API ERROR_CODE convertImage(Mat& src, Mat& dst, cudaStream_t stream = 0);
+
+}  // namespace vela

@@ -1,0 +1,141 @@
+// Typed element access, one template for every element type of VELA_FOR_EACH_ELEMENT_TYPE.
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+#include "kernels/element_types.hpp"
+#include "kernels/kernels.hpp"
+#include "mat/mat_layout.hpp"
+#include "vela/core/cuda_check.hpp"
+#include "vela/core/vector.hpp"
+#include "vela/mat/mat.hpp"
+
+namespace vela {
+namespace {
+
+// The signature texts of the member templates for each element type, spelled as the compiler spells them.
+template <typename T>
+struct Signatures;  // deliberately undefined: an element type without texts does not compile
+
+#define VELA_SIGNATURES(T, spelled)                                                                        \
+    template <>                                                                                            \
+    struct Signatures<T> {                                                                                 \
+        static constexpr const char* setTo =                                                               \
+            "vela::ERROR_CODE vela::Mat::setTo(const T&, vela::MEM, cudaStream_t) [with T = " spelled "]"; \
+        static constexpr const char* setValue =                                                            \
+            "vela::ERROR_CODE vela::Mat::setValue(size_t, size_t, const T&, vela::MEM) [with T = " spelled \
+            "]";                                                                                           \
+        static constexpr const char* getValue =                                                            \
+            "vela::ERROR_CODE vela::Mat::getValue(size_t, size_t, T*, vela::MEM) const [with T = " spelled \
+            "]";                                                                                           \
+    };
+VELA_SIGNATURES(float, "float")
+VELA_SIGNATURES(Vector2<float>, "vela::Vector2<float>")
+VELA_SIGNATURES(Vector3<float>, "vela::Vector3<float>")
+VELA_SIGNATURES(Vector4<float>, "vela::Vector4<float>")
+VELA_SIGNATURES(unsigned char, "unsigned char")
+VELA_SIGNATURES(Vector2<unsigned char>, "vela::Vector2<unsigned char>")
+VELA_SIGNATURES(Vector3<unsigned char>, "vela::Vector3<unsigned char>")
+VELA_SIGNATURES(Vector4<unsigned char>, "vela::Vector4<unsigned char>")
+VELA_SIGNATURES(unsigned short, "short unsigned int")
+VELA_SIGNATURES(Vector4<char>, "vela::Vector4<char>")
+#undef VELA_SIGNATURES
+
+// The buffer of side `mem` (CPU or GPU) when the memory type has that side and the buffer exists (a failed
+// allocation leaves none); null otherwise.
+unsigned char* usableBuffer(const Mat& mat, MEM mem) {
+    if (mem == MEM::CPU && detail::hasHostSide(mat.memType)) return mat.cpuBuffer.get();
+    if (mem == MEM::GPU && detail::hasGpuSide(mat.memType)) return mat.gpuBuffer.get();
+    return nullptr;
+}
+
+// Byte offset of element (x, y) of T on side `mem`. Host rows are taken as packed; GPU rows are stepGPU
+// bytes apart, which need not be a whole number of elements.
+template <typename T>
+size_t offsetOf(const Mat& mat, MEM mem, size_t x, size_t y) {
+    return mem == MEM::CPU ? (y * mat.width + x) * sizeof(T) : y * mat.stepGPU + x * sizeof(T);
+}
+
+// Host rows are packed, so the grid is one run that the compiler vectorises; a wrapped user buffer with
+// longer rows is filled row by row, leaving its padding alone.
+template <typename T>
+void fillHost(unsigned char* data, size_t width, size_t height, size_t stepBytes, const T& value) {
+    size_t runs = height;
+    size_t runLength = width;
+    if (stepBytes <= width * sizeof(T)) {
+        runLength *= height;
+        runs = 1;
+    }
+    for (size_t run = 0; run < runs; ++run)
+        std::fill_n(reinterpret_cast<T*>(data + run * stepBytes), runLength, value);
+}
+
+}  // namespace
+
+template <typename T>
+T* Mat::getPtr(MEM mem) const {
+    if (mem == MEM::GPU || mem == MEM_MANAGED) return reinterpret_cast<T*>(gpuBuffer.get());
+    if (mem == MEM::CPU) return reinterpret_cast<T*>(cpuBuffer.get());
+    return nullptr;
+}
+
+template <typename T>
+ERROR_CODE Mat::setTo(const T& value, MEM mem, cudaStream_t stream) {
+    if (detail::bytesPerElement(dataType) != sizeof(T)) return ERROR_CODE::FAILURE;
+    unsigned char* buffer = usableBuffer(*this, mem);
+    if (buffer == nullptr) return ERROR_CODE::FAILURE;
+    if (mem == MEM::CPU) {
+        fillHost(buffer, width, height, stepCPU, value);
+    } else {
+        // A failed launch is reported; the fill itself completes, or fails, later on the stream.
+        VELA_CUDA_CHECK(cu_matSetToGPU(value, reinterpret_cast<T*>(buffer), width, height, stepGPU, stream),
+                        Signatures<T>::setTo);
+    }
+    return ERROR_CODE::SUCCESS;
+}
+
+// Unlike getValue, neither the coordinates nor the element type are checked: callers are trusted with them.
+template <typename T>
+ERROR_CODE Mat::setValue(size_t x, size_t y, const T& value, MEM mem) {
+    unsigned char* buffer = usableBuffer(*this, mem);
+    if (!initialized || buffer == nullptr) return ERROR_CODE::FAILURE;
+    unsigned char* element = buffer + offsetOf<T>(*this, mem, x, y);
+    if (mem == MEM::CPU) {
+        std::memcpy(element, &value, sizeof(T));
+    } else {
+        VELA_CUDA_CHECK(cudaMemcpy(element, &value, sizeof(T), cudaMemcpyHostToDevice),
+                        Signatures<T>::setValue);
+    }
+    return ERROR_CODE::SUCCESS;
+}
+
+template <typename T>
+ERROR_CODE Mat::getValue(size_t x, size_t y, T* value, MEM mem) const {
+    if (value == nullptr) return ERROR_CODE::FAILURE;
+    std::memset(static_cast<void*>(value), 0, sizeof(T));
+    if (!initialized || x >= width || y >= height) return ERROR_CODE::FAILURE;
+    // Only the element size is compared: a float read of a U8_C4 Mat is allowed.
+    if (detail::bytesPerElement(dataType) != sizeof(T)) return ERROR_CODE::FAILURE;
+    const unsigned char* buffer = usableBuffer(*this, mem);
+    if (buffer == nullptr) return ERROR_CODE::FAILURE;
+    const unsigned char* element = buffer + offsetOf<T>(*this, mem, x, y);
+    if (mem == MEM::CPU) {
+        std::memcpy(static_cast<void*>(value), element, sizeof(T));
+    } else {
+        VELA_CUDA_CHECK(cudaMemcpy(value, element, sizeof(T), cudaMemcpyDeviceToHost),
+                        Signatures<T>::getValue);
+    }
+    return ERROR_CODE::SUCCESS;
+}
+
+#define VELA_INSTANTIATE_ACCESS(T, type)                                                     \
+    static_assert(std::is_trivially_copyable<T>::value, "Mat elements are copied as bytes"); \
+    template VELA_API T* Mat::getPtr<T>(MEM) const;                                          \
+    template VELA_API ERROR_CODE Mat::setTo<T>(const T&, MEM, cudaStream_t);                 \
+    template VELA_API ERROR_CODE Mat::setValue<T>(size_t, size_t, const T&, MEM);            \
+    template VELA_API ERROR_CODE Mat::getValue<T>(size_t, size_t, T*, MEM) const;
+VELA_FOR_EACH_ELEMENT_TYPE(VELA_INSTANTIATE_ACCESS)
+#undef VELA_INSTANTIATE_ACCESS
+
+}  // namespace vela
