@@ -100,7 +100,9 @@ class VELA_API Mat {
     /// memory wait for `stream` so that the host may read at once. FAILURE for a one-sided reference.
     ERROR_CODE updateCPUfromGPU(cudaStream_t stream = 0);
     /// Makes the GPU buffer hold the host content, adding a pitched GPU buffer to an owned host Mat. Copies
-    /// on `stream` and returns without waiting; a null stream copies synchronously. `reserved` is ignored.
+    /// on `stream` and returns without waiting; a null stream copies synchronously. Managed memory is
+    /// attached to `stream` alone, or to every stream when `stream` is null (the runtime cannot attach memory
+    /// to the null stream alone). `reserved` is ignored.
     ERROR_CODE updateGPUfromCPU(cudaStream_t stream = 0, int reserved = 0);
     /// Makes this Mat an owning deep copy of `src` (MEM_BOTH becomes one mapped buffer); FAILURE when
     /// `src` is empty.
