@@ -21,8 +21,8 @@ int main() {
     view.name = "depth view";
     vela::Mat image(640, 480, vela::MAT_TYPE::U8_C4, vela::MEM::CPU);
     image.name = "";  // without a name, the Mat's address is its label
+    // An empty Mat's description has no line end of its own.
     for (const vela::Mat* mat : {&empty, &depth, &view, &image})
-        std::printf("%s", mat->getInfos().c_str());
-    std::printf("\n");
+        std::printf("%s%s", mat->getInfos().c_str(), mat->isInit() ? "" : "\n");
     return 0;
 }
