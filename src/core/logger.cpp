@@ -4,6 +4,7 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <unordered_map>
@@ -84,9 +85,16 @@ class CallbackSink final : public spdlog::sinks::base_sink<std::mutex> {
   public:
     explicit CallbackSink(TarnLogger::Callback callback_) : callback(std::move(callback_)) {}
 
+    // Messages already queued may still reach this sink after it is detached; they find no callback.
+    void disable() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        callback = nullptr;
+    }
+
   protected:
     void sink_it_(const spdlog::details::log_msg& msg) override {
-        callback(fromBackendLevel(msg.level), std::string(msg.payload.data(), msg.payload.size()));
+        if (callback)
+            callback(fromBackendLevel(msg.level), std::string(msg.payload.data(), msg.payload.size()));
     }
     void flush_() override {}
 
@@ -107,6 +115,7 @@ constexpr const char* kPattern = "[%Y-%m-%d %H:%M:%S.%e] [%l] %v";
 struct TarnLogger::Impl {
     struct Backend {
         std::vector<spdlog::sink_ptr> sinks;  // the barrier first
+        std::unordered_map<SinkId, spdlog::sink_ptr> added;
         std::shared_ptr<detail::FlushBarrierSink> barrier;
         std::shared_ptr<spdlog::async_logger> logger;
         uint64_t flushesPosted = 0;
@@ -117,6 +126,7 @@ struct TarnLogger::Impl {
     std::shared_ptr<spdlog::details::thread_pool> pool;
     std::mutex configMutex;  // serialises registration, sinks and flushes
     std::unordered_map<LOGGER_NAME, Backend> backends;
+    SinkId nextSinkId = 1;
 
     // The back end reads a logger's sinks without locking, so a change of sinks builds a new logger and
     // publishes it; messages already queued finish on the old one.
@@ -128,13 +138,20 @@ struct TarnLogger::Impl {
         std::atomic_store(&entries.at(name)->logger, std::shared_ptr<spdlog::logger>(backend.logger));
     }
 
-    bool addSink(LOGGER_NAME name, spdlog::sink_ptr sink) {
+    SinkId addSink(LOGGER_NAME name, spdlog::sink_ptr sink) {
         std::lock_guard<std::mutex> lock(configMutex);
         const auto backend = backends.find(name);
-        if (backend == backends.end()) return false;
+        if (backend == backends.end()) return 0;
+        const SinkId id = nextSinkId++;
+        backend->second.added.emplace(id, sink);
         backend->second.sinks.push_back(std::move(sink));
         publish(name, backend->second);
-        return true;
+        return id;
+    }
+
+    // A detached callback is never called again, even by messages queued before it was detached.
+    static void detach(const spdlog::sink_ptr& sink) {
+        if (auto callback = std::dynamic_pointer_cast<detail::CallbackSink>(sink)) callback->disable();
     }
 };
 
@@ -177,6 +194,11 @@ void TarnLogger::registerLogger(LOGGER_NAME name, LOG_LEVEL level, bool toStanda
     }
     entry->level.store(static_cast<int32_t>(level), std::memory_order_relaxed);
     impl->publish(name, backend);
+    const auto replaced = impl->backends.find(name);
+    if (replaced != impl->backends.end()) {
+        for (const auto& added : replaced->second.added)
+            Impl::detach(added.second);
+    }
     impl->backends[name] = std::move(backend);
 }
 
@@ -195,20 +217,34 @@ LOG_LEVEL TarnLogger::getLevel(LOGGER_NAME name) const {
     return static_cast<LOG_LEVEL>(find(name)->level.load(std::memory_order_relaxed));
 }
 
-bool TarnLogger::addFileSink(LOGGER_NAME name, const std::string& path) {
+TarnLogger::SinkId TarnLogger::addFileSink(LOGGER_NAME name, const std::string& path) {
     spdlog::sink_ptr sink;
     try {
         sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path);
     } catch (const spdlog::spdlog_ex&) {
-        return false;
+        return 0;
     }
     sink->set_pattern(detail::kPattern);
     return impl->addSink(name, std::move(sink));
 }
 
-bool TarnLogger::addCallbackSink(LOGGER_NAME name, Callback callback) {
-    if (!callback) return false;
+TarnLogger::SinkId TarnLogger::addCallbackSink(LOGGER_NAME name, Callback callback) {
+    if (!callback) return 0;
     return impl->addSink(name, std::make_shared<detail::CallbackSink>(std::move(callback)));
+}
+
+bool TarnLogger::removeSink(LOGGER_NAME name, SinkId sink) {
+    std::lock_guard<std::mutex> lock(impl->configMutex);
+    const auto backend = impl->backends.find(name);
+    if (backend == impl->backends.end()) return false;
+    Impl::Backend& owner = backend->second;
+    const auto found = owner.added.find(sink);
+    if (found == owner.added.end()) return false;
+    Impl::detach(found->second);
+    owner.sinks.erase(std::find(owner.sinks.begin(), owner.sinks.end(), found->second));
+    owner.added.erase(found);
+    impl->publish(name, owner);
+    return true;
 }
 
 void TarnLogger::log(LOGGER_NAME name, LOG_LEVEL level, const std::string& message) {

@@ -110,6 +110,7 @@ TEST(StatusText, values_outside_the_table_are_unknown) {
 
 class PendingCudaError : public ::testing::Test {
   protected:
+    void SetUp() override { vela::sim::reset(); }  // no error left pending by an earlier test
     void TearDown() override { vela::sim::reset(); }
 };
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/logging.hpp"
+#include "support/log_capture.hpp"
 
 namespace {
 
@@ -44,25 +45,17 @@ class CapturedLogger : public ::testing::Test {
   protected:
     static constexpr LOGGER_NAME kName = LOGGER_NAME::DEPTH;
 
-    void SetUp() override {
+    static void SetUpTestSuite() {
         TarnLogger::get_instance().registerLogger(kName, LOG_LEVEL::WARNING, false);
-        ASSERT_TRUE(TarnLogger::get_instance().addCallbackSink(
-            kName, [this](LOG_LEVEL level, const std::string& text) {
-                std::lock_guard<std::mutex> lock(mutex);
-                received.emplace_back(level, text);
-            }));
+    }
+    void SetUp() override {
+        ASSERT_TRUE(capture.attached());
         Witness::copies = 0;
         Witness::formats = 0;
     }
+    std::vector<vela::test::LogCapture::Message> drain() { return capture.take(); }
 
-    std::vector<std::pair<LOG_LEVEL, std::string>> drain() {
-        TarnLogger::get_instance().flush();
-        std::lock_guard<std::mutex> lock(mutex);
-        return std::exchange(received, {});
-    }
-
-    std::mutex mutex;
-    std::vector<std::pair<LOG_LEVEL, std::string>> received;
+    vela::test::LogCapture capture{kName, LOG_LEVEL::WARNING};
 };
 
 TEST_F(CapturedLogger, filtered_message_is_neither_copied_nor_formatted) {
@@ -132,6 +125,26 @@ TEST_F(CapturedLogger, file_sink_receives_the_formatted_line) {
     content << file.rdbuf();
     EXPECT_NE(content.str().find("[error] [Mat]  in write : boom\n"), std::string::npos) << content.str();
     std::remove(path.c_str());
+}
+
+TEST_F(CapturedLogger, removed_sinks_are_never_called_again) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    std::atomic<int> calls{0};
+    const TarnLogger::SinkId sink =
+        logger.addCallbackSink(kName, [&calls](LOG_LEVEL, const std::string&) { ++calls; });
+    ASSERT_NE(sink, 0u);
+    logger.log(kName, LOG_LEVEL::ERROR, "before");
+    logger.flush();
+    EXPECT_EQ(calls, 1);
+    for (int i = 0; i < 100; ++i)
+        logger.log(kName, LOG_LEVEL::ERROR, "queued");
+    EXPECT_TRUE(logger.removeSink(kName, sink));  // messages still queued do not reach it
+    const int seen = calls;
+    logger.log(kName, LOG_LEVEL::ERROR, "after");
+    logger.flush();
+    EXPECT_EQ(calls, seen);
+    EXPECT_FALSE(logger.removeSink(kName, sink));
+    EXPECT_EQ(drain().size(), 102u);  // the other sinks saw everything
 }
 
 TEST(TarnLogger, library_logger_is_registered_at_first_use_at_warning_level) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/logging.hpp"
+#include "support/log_capture.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 
 namespace {
@@ -183,29 +184,14 @@ class CommunicationParametersFiles : public ::testing::Test {
         std::string pattern = ::testing::TempDir() + "vela_comm_XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
         dir = pattern;
-        TarnLogger& logger = TarnLogger::get_instance();
-        logger.registerLogger(LOGGER_NAME::VELA, LOG_LEVEL::WARNING, false);
-        ASSERT_TRUE(
-            logger.addCallbackSink(LOGGER_NAME::VELA, [this](LOG_LEVEL level, const std::string& text) {
-                std::lock_guard<std::mutex> lock(mutex);
-                received.emplace_back(level, text);
-            }));
+        ASSERT_TRUE(log.attached());
     }
-    void TearDown() override {
-        TarnLogger::get_instance().flush();
-        TarnLogger::get_instance().registerLogger(LOGGER_NAME::VELA, LOG_LEVEL::WARNING);  // the default
-        fs::remove_all(dir);
-    }
-    std::vector<std::pair<LOG_LEVEL, std::string>> drain() {
-        TarnLogger::get_instance().flush();
-        std::lock_guard<std::mutex> lock(mutex);
-        return std::exchange(received, {});
-    }
+    void TearDown() override { fs::remove_all(dir); }
+    std::vector<vela::test::LogCapture::Message> drain() { return log.take(); }
     String path(const char* name) const { return String((dir / name).string()); }
 
     fs::path dir;
-    std::mutex mutex;
-    std::vector<std::pair<LOG_LEVEL, std::string>> received;
+    vela::test::LogCapture log;
 };
 
 TEST_F(CommunicationParametersFiles, save_and_load_round_trip_through_an_indented_file) {

@@ -34,6 +34,7 @@ class GpuTest : public ::testing::Test {
             GTEST_SKIP() << reason;
         }
         allocationsBefore = liveAllocations();
+        cudaGetLastError();  // no error left pending by an earlier test
     }
     void TearDown() override {
         if (!IsSkipped()) {

@@ -58,11 +58,17 @@ class VELA_API TarnLogger {
     void setLevel(LOGGER_NAME name, LOG_LEVEL level);
     /// Level of the logger `name`; NONE when it is not registered.
     LOG_LEVEL getLevel(LOGGER_NAME name) const;
-    /// Appends the logger's messages to the file at `path`; false when the file cannot be opened or
-    /// the logger is not registered.
-    bool addFileSink(LOGGER_NAME name, const std::string& path);
-    /// Hands the logger's messages to `callback`; false when the logger is not registered.
-    bool addCallbackSink(LOGGER_NAME name, Callback callback);
+    /// Identifies a sink added to a logger; 0 means none was added.
+    using SinkId = uint64_t;
+
+    /// Appends the logger's messages to the file at `path`; 0 when the file cannot be opened or the
+    /// logger is not registered.
+    SinkId addFileSink(LOGGER_NAME name, const std::string& path);
+    /// Hands the logger's messages to `callback`; 0 when the logger is not registered.
+    SinkId addCallbackSink(LOGGER_NAME name, Callback callback);
+    /// Detaches a sink; once this returns, a callback sink is never called again. False when `sink` is
+    /// not attached to `name`.
+    bool removeSink(LOGGER_NAME name, SinkId sink);
     /// Queues an already formatted message when it passes the logger's level.
     void log(LOGGER_NAME name, LOG_LEVEL level, const std::string& message);
     /// Blocks until every message queued so far has reached all sinks.
