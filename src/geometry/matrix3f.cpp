@@ -1,0 +1,106 @@
+#include "vela/geometry/matrix3f.hpp"
+
+#include <cstring>
+#include <functional>
+
+#include "geometry/square_matrix.hpp"
+
+namespace vela {
+
+void Matrix3f::setZeros() {
+    std::memset(elements, 0, sizeof(elements));
+}
+
+Matrix3f Matrix3f::zeros() {
+    Matrix3f result;
+    result.setZeros();
+    return result;
+}
+
+void Matrix3f::setIdentity() {
+    detail::setIdentity<3>(elements);
+}
+
+Matrix3f Matrix3f::identity() {
+    return Matrix3f();
+}
+
+void Matrix3f::transpose() {
+    detail::transposeInPlace<3>(elements);
+}
+
+Matrix3f Matrix3f::transpose(const Matrix3f& in) {
+    Matrix3f result(in);
+    result.transpose();
+    return result;
+}
+
+// m^-1 = adj(m) / det(m), det expanded along the first row with the cofactors c0j of that row.
+void Matrix3f::inverse() {
+    const float* m = elements;
+    const float c00 = m[4] * m[8] - m[5] * m[7];
+    const float c01 = m[5] * m[6] - m[3] * m[8];
+    const float c02 = m[3] * m[7] - m[4] * m[6];
+    const float det = m[0] * c00 + m[1] * c01 + m[2] * c02;
+    const float adjugate[9] = {c00, m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4],
+                               c01, m[0] * m[8] - m[2] * m[6], m[2] * m[3] - m[0] * m[5],
+                               c02, m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]};
+    for (int i = 0; i < 9; ++i)
+        elements[i] = adjugate[i] / det;
+}
+
+Matrix3f Matrix3f::inverse(const Matrix3f& in) {
+    Matrix3f result(in);
+    result.inverse();
+    return result;
+}
+
+Matrix3f Matrix3f::operator*(const Matrix3f& other) const {
+    Matrix3f result;
+    detail::multiply<3>(elements, other.elements, result.elements);
+    return result;
+}
+
+Matrix3f Matrix3f::operator*(const float& scalar) const {
+    Matrix3f result;
+    detail::withScalar<3>(elements, scalar, result.elements, std::multiplies<float>());
+    return result;
+}
+
+Matrix3f Matrix3f::operator+(const Matrix3f& other) const {
+    Matrix3f result;
+    detail::elementwise<3>(elements, other.elements, result.elements, std::plus<float>());
+    return result;
+}
+
+Matrix3f Matrix3f::operator-(const Matrix3f& other) const {
+    Matrix3f result;
+    detail::elementwise<3>(elements, other.elements, result.elements, std::minus<float>());
+    return result;
+}
+
+Matrix3f Matrix3f::operator+(const float& scalar) const {
+    Matrix3f result;
+    detail::withScalar<3>(elements, scalar, result.elements, std::plus<float>());
+    return result;
+}
+
+Matrix3f Matrix3f::operator-(const float& scalar) const {
+    Matrix3f result;
+    detail::withScalar<3>(elements, scalar, result.elements, std::minus<float>());
+    return result;
+}
+
+bool Matrix3f::operator==(const Matrix3f& other) const {
+    return detail::equal<3>(elements, other.elements);
+}
+
+bool Matrix3f::operator!=(const Matrix3f& other) const {
+    return !(*this == other);
+}
+
+String Matrix3f::getInfos() const {
+    return String(detail::infos<3>(name.str(), this, elements));
+}
+
+}  // namespace vela
