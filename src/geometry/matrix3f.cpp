@@ -1,39 +1,10 @@
 #include "vela/geometry/matrix3f.hpp"
 
-#include <cstring>
-#include <functional>
-
 #include "geometry/square_matrix.hpp"
 
 namespace vela {
 
-void Matrix3f::setZeros() {
-    std::memset(elements, 0, sizeof(elements));
-}
-
-Matrix3f Matrix3f::zeros() {
-    Matrix3f result;
-    result.setZeros();
-    return result;
-}
-
-void Matrix3f::setIdentity() {
-    detail::setIdentity<3>(elements);
-}
-
-Matrix3f Matrix3f::identity() {
-    return Matrix3f();
-}
-
-void Matrix3f::transpose() {
-    detail::transposeInPlace<3>(elements);
-}
-
-Matrix3f Matrix3f::transpose(const Matrix3f& in) {
-    Matrix3f result(in);
-    result.transpose();
-    return result;
-}
+VELA_SQUARE_MATRIX_MEMBERS(Matrix3f, 3)
 
 // m^-1 = adj(m) / det(m), det expanded along the first row with the cofactors c0j of that row.
 void Matrix3f::inverse() {
@@ -47,60 +18,6 @@ void Matrix3f::inverse() {
                                c02, m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]};
     for (int i = 0; i < 9; ++i)
         elements[i] = adjugate[i] / det;
-}
-
-Matrix3f Matrix3f::inverse(const Matrix3f& in) {
-    Matrix3f result(in);
-    result.inverse();
-    return result;
-}
-
-Matrix3f Matrix3f::operator*(const Matrix3f& other) const {
-    Matrix3f result;
-    detail::multiply<3>(elements, other.elements, result.elements);
-    return result;
-}
-
-Matrix3f Matrix3f::operator*(const float& scalar) const {
-    Matrix3f result;
-    detail::withScalar<3>(elements, scalar, result.elements, std::multiplies<float>());
-    return result;
-}
-
-Matrix3f Matrix3f::operator+(const Matrix3f& other) const {
-    Matrix3f result;
-    detail::elementwise<3>(elements, other.elements, result.elements, std::plus<float>());
-    return result;
-}
-
-Matrix3f Matrix3f::operator-(const Matrix3f& other) const {
-    Matrix3f result;
-    detail::elementwise<3>(elements, other.elements, result.elements, std::minus<float>());
-    return result;
-}
-
-Matrix3f Matrix3f::operator+(const float& scalar) const {
-    Matrix3f result;
-    detail::withScalar<3>(elements, scalar, result.elements, std::plus<float>());
-    return result;
-}
-
-Matrix3f Matrix3f::operator-(const float& scalar) const {
-    Matrix3f result;
-    detail::withScalar<3>(elements, scalar, result.elements, std::minus<float>());
-    return result;
-}
-
-bool Matrix3f::operator==(const Matrix3f& other) const {
-    return detail::equal<3>(elements, other.elements);
-}
-
-bool Matrix3f::operator!=(const Matrix3f& other) const {
-    return !(*this == other);
-}
-
-String Matrix3f::getInfos() const {
-    return String(detail::infos<3>(name.str(), this, elements));
 }
 
 }  // namespace vela

@@ -1,7 +1,6 @@
 #include "vela/geometry/matrix4f.hpp"
 
 #include <cstring>
-#include <functional>
 
 #include "core/logging.hpp"
 #include "geometry/square_matrix.hpp"
@@ -30,33 +29,7 @@ ERROR_CODE invalidParameters(const char* method) {
 
 }  // namespace
 
-void Matrix4f::setZeros() {
-    std::memset(elements, 0, sizeof(elements));
-}
-
-Matrix4f Matrix4f::zeros() {
-    Matrix4f result;
-    result.setZeros();
-    return result;
-}
-
-void Matrix4f::setIdentity() {
-    detail::setIdentity<4>(elements);
-}
-
-Matrix4f Matrix4f::identity() {
-    return Matrix4f();
-}
-
-void Matrix4f::transpose() {
-    detail::transposeInPlace<4>(elements);
-}
-
-Matrix4f Matrix4f::transpose(const Matrix4f& in) {
-    Matrix4f result(in);
-    result.transpose();
-    return result;
-}
+VELA_SQUARE_MATRIX_MEMBERS(Matrix4f, 4)
 
 // m^-1 = adj(m) / det(m) with adj(i,j) = C(j,i), the cofactor of m(j,i): a 3x3 minor, six triple products.
 // The three rows of each minor include rows 2-3 or rows 0-1 of m, so its products are grouped by the 2x2
@@ -106,18 +79,6 @@ ERROR_CODE Matrix4f::inverse() {
     return ERROR_CODE::SUCCESS;
 }
 
-Matrix4f Matrix4f::inverse(const Matrix4f& in) {
-    Matrix4f result(in);
-    result.inverse();
-    return result;
-}
-
-Matrix4f Matrix4f::operator*(const Matrix4f& other) const {
-    Matrix4f result;
-    detail::multiply<4>(elements, other.elements, result.elements);
-    return result;
-}
-
 // The product with the matrix whose four columns are all v: row i of it repeats row i's dot product with v.
 Matrix4f Matrix4f::operator*(const Vector4<float>& v) const {
     const float columns[16] = {v.x, v.x, v.x, v.x, v.y, v.y, v.y, v.y,
@@ -125,48 +86,6 @@ Matrix4f Matrix4f::operator*(const Vector4<float>& v) const {
     Matrix4f result;
     detail::multiply<4>(elements, columns, result.elements);
     return result;
-}
-
-Matrix4f Matrix4f::operator*(const float& scalar) const {
-    Matrix4f result;
-    detail::withScalar<4>(elements, scalar, result.elements, std::multiplies<float>());
-    return result;
-}
-
-Matrix4f Matrix4f::operator+(const Matrix4f& other) const {
-    Matrix4f result;
-    detail::elementwise<4>(elements, other.elements, result.elements, std::plus<float>());
-    return result;
-}
-
-Matrix4f Matrix4f::operator-(const Matrix4f& other) const {
-    Matrix4f result;
-    detail::elementwise<4>(elements, other.elements, result.elements, std::minus<float>());
-    return result;
-}
-
-Matrix4f Matrix4f::operator+(const float& scalar) const {
-    Matrix4f result;
-    detail::withScalar<4>(elements, scalar, result.elements, std::plus<float>());
-    return result;
-}
-
-Matrix4f Matrix4f::operator-(const float& scalar) const {
-    Matrix4f result;
-    detail::withScalar<4>(elements, scalar, result.elements, std::minus<float>());
-    return result;
-}
-
-bool Matrix4f::operator==(const Matrix4f& other) const {
-    return detail::equal<4>(elements, other.elements);
-}
-
-bool Matrix4f::operator!=(const Matrix4f& other) const {
-    return !(*this == other);
-}
-
-String Matrix4f::getInfos() const {
-    return String(detail::infos<4>(name.str(), this, elements));
 }
 
 // Indices are tested as unsigned, so negative ones fail too.

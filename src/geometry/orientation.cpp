@@ -14,8 +14,8 @@ Orientation::Orientation(const Rotation& rotation) {
     setRotationMatrix(rotation);
 }
 
-// Half the angle between the directions about the axis perpendicular to both. The cross product is taken
-// of the inputs as given, and normalising leaves a vector shorter than 1 as it is.
+// The quaternion of a turn by the angle between the directions about the axis perpendicular to both. The
+// cross product is taken of the inputs as given, and normalising leaves a vector shorter than 1 as it is.
 Orientation::Orientation(const Translation& tr1, const Translation& tr2) : Vector4<float>(0, 0, 0, 0) {
     const Translation n1 = Translation::normalize(tr1);
     const Translation n2 = Translation::normalize(tr2);
@@ -35,7 +35,8 @@ float Orientation::operator()(int index) const {
     return static_cast<unsigned>(index) < 4u ? data()[index] : 0.0f;
 }
 
-// Each case divides by the largest of 4w², 4x², 4y², 4z² as read from the trace and the diagonal.
+// Each case starts from the component that the trace or the largest diagonal element shows to be large, so
+// that its divisor keeps away from zero.
 void Orientation::setRotationMatrix(const Rotation& r) {
     const float trace = r(0, 0) + r(1, 1) + r(2, 2);
     if (trace > 0) {

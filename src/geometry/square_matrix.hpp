@@ -1,12 +1,16 @@
 #pragma once
 
-// Arithmetic shared by Matrix3f and Matrix4f on row-major N x N float arrays, written once for both sizes.
+// What Matrix3f and Matrix4f share, written once: templates on row-major N x N float arrays, and the
+// member definitions that differ only in the class name and N (VELA_SQUARE_MATRIX_MEMBERS).
 
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
+
+#include "vela/core/string.hpp"
 
 namespace vela {
 namespace detail {
@@ -48,18 +52,22 @@ inline void multiply(const float* __restrict a, const float* __restrict b, float
     }
 }
 
-/// out[i] = op(a[i], b[i]) over the N x N elements.
-template <int N, typename Op>
-void elementwise(const float* a, const float* b, float* out, Op op) {
+/// A fresh matrix of op(a[i], b[i]) over the N x N elements.
+template <int N, typename M, typename Op>
+M elementwise(const M& a, const M& b, Op op) {
+    M result;
     for (int i = 0; i < N * N; ++i)
-        out[i] = op(a[i], b[i]);
+        result.elements[i] = op(a.elements[i], b.elements[i]);
+    return result;
 }
 
-/// out[i] = op(a[i], scalar) over the N x N elements.
-template <int N, typename Op>
-void withScalar(const float* a, float scalar, float* out, Op op) {
+/// A fresh matrix of op(a[i], scalar) over the N x N elements.
+template <int N, typename M, typename Op>
+M withScalar(const M& a, float scalar, Op op) {
+    M result;
     for (int i = 0; i < N * N; ++i)
-        out[i] = op(a[i], scalar);
+        result.elements[i] = op(a.elements[i], scalar);
+    return result;
 }
 
 /// Exact comparison in index order, stopping at the first pair that differs; NaN is unequal to itself.
@@ -73,10 +81,10 @@ bool equal(const float* a, const float* b) {
 /// The name, or the object's address in upper-case hexadecimal when unnamed, then one line per row with
 /// the elements as "%f" separated by single spaces.
 template <int N>
-std::string infos(const std::string& name, const void* object, const float* m) {
-    std::string text = name;
+String infos(const String& name, const void* object, const float* m) {
+    std::string text = name.str();
     if (text.empty()) {
-        char address[2 * sizeof(std::uintptr_t) + 1];
+        char address[2 * sizeof(std::uintmax_t) + 1];
         std::snprintf(address, sizeof(address), "%02jX",
                       static_cast<std::uintmax_t>(reinterpret_cast<std::uintptr_t>(object)));
         text = address;
@@ -89,8 +97,68 @@ std::string infos(const std::string& name, const void* object, const float* m) {
         }
         text += '\n';
     }
-    return text;
+    return String(text);
 }
 
 }  // namespace detail
 }  // namespace vela
+
+// The members of the N x N matrix class M that both sizes define alike. Results are built fresh (identity,
+// then every element overwritten), so they are unnamed.
+#define VELA_SQUARE_MATRIX_MEMBERS(M, N)                                       \
+    void M::setZeros() {                                                       \
+        std::memset(elements, 0, sizeof(elements));                            \
+    }                                                                          \
+    M M::zeros() {                                                             \
+        M result;                                                              \
+        result.setZeros();                                                     \
+        return result;                                                         \
+    }                                                                          \
+    void M::setIdentity() {                                                    \
+        detail::setIdentity<N>(elements);                                      \
+    }                                                                          \
+    M M::identity() {                                                          \
+        return M();                                                            \
+    }                                                                          \
+    void M::transpose() {                                                      \
+        detail::transposeInPlace<N>(elements);                                 \
+    }                                                                          \
+    M M::transpose(const M& in) {                                              \
+        M result(in);                                                          \
+        result.transpose();                                                    \
+        return result;                                                         \
+    }                                                                          \
+    M M::inverse(const M& in) {                                                \
+        M result(in);                                                          \
+        result.inverse();                                                      \
+        return result;                                                         \
+    }                                                                          \
+    M M::operator*(const M& other) const {                                     \
+        M result;                                                              \
+        detail::multiply<N>(elements, other.elements, result.elements);        \
+        return result;                                                         \
+    }                                                                          \
+    M M::operator*(const float& scalar) const {                                \
+        return detail::withScalar<N>(*this, scalar, std::multiplies<float>()); \
+    }                                                                          \
+    M M::operator+(const float& scalar) const {                                \
+        return detail::withScalar<N>(*this, scalar, std::plus<float>());       \
+    }                                                                          \
+    M M::operator-(const float& scalar) const {                                \
+        return detail::withScalar<N>(*this, scalar, std::minus<float>());      \
+    }                                                                          \
+    M M::operator+(const M& other) const {                                     \
+        return detail::elementwise<N>(*this, other, std::plus<float>());       \
+    }                                                                          \
+    M M::operator-(const M& other) const {                                     \
+        return detail::elementwise<N>(*this, other, std::minus<float>());      \
+    }                                                                          \
+    bool M::operator==(const M& other) const {                                 \
+        return detail::equal<N>(elements, other.elements);                     \
+    }                                                                          \
+    bool M::operator!=(const M& other) const {                                 \
+        return !(*this == other);                                              \
+    }                                                                          \
+    String M::getInfos() const {                                               \
+        return detail::infos<N>(name, this, elements);                         \
+    }

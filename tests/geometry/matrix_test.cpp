@@ -143,22 +143,20 @@ TEST(Matrix, products_match_hand_worked_values) {
 
 // a(0,0)·b(0,0) = -(1 + 2^-11) and a(0,1)·b(1,0) = 1 + 2^-11 + 2^-24: rounded apart, the sum would be 0;
 // fused, it keeps the 2^-24.
-TEST(Matrix, product_accumulates_with_fused_multiply_add) {
+template <typename M>
+float productOfNearlyCancellingTerms() {
     const float u = 1.0f + std::ldexp(1.0f, -12);
-    const float v = -(1.0f + std::ldexp(1.0f, -11));
-    Matrix4f a = Matrix4f::zeros(), b = Matrix4f::zeros();
-    a(0, 0) = v;
+    M a = M::zeros(), b = M::zeros();
+    a(0, 0) = -(1.0f + std::ldexp(1.0f, -11));
     a(0, 1) = u;
     b(0, 0) = 1;
     b(1, 0) = u;
-    EXPECT_EQ((a * b)(0, 0), std::ldexp(1.0f, -24));
+    return (a * b)(0, 0);
+}
 
-    Matrix3f a3 = Matrix3f::zeros(), b3 = Matrix3f::zeros();
-    a3(0, 0) = v;
-    a3(0, 1) = u;
-    b3(0, 0) = 1;
-    b3(1, 0) = u;
-    EXPECT_EQ((a3 * b3)(0, 0), std::ldexp(1.0f, -24));
+TEST(Matrix, product_accumulates_with_fused_multiply_add) {
+    EXPECT_EQ(productOfNearlyCancellingTerms<Matrix3f>(), std::ldexp(1.0f, -24));
+    EXPECT_EQ(productOfNearlyCancellingTerms<Matrix4f>(), std::ldexp(1.0f, -24));
 }
 
 TEST(Matrix, matrix_times_vector_repeats_each_dot_product_along_its_row) {
