@@ -71,13 +71,7 @@ class LogCapture {
 TEST(Matrix, default_is_identity_and_zeros_is_all_zero) {
     EXPECT_EQ(elementsOf(Matrix3f()), (std::vector<float>{1, 0, 0, 0, 1, 0, 0, 0, 1}));
     EXPECT_EQ(elementsOf(Matrix4f()), (std::vector<float>{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}));
-    EXPECT_EQ(elementsOf(Matrix3f::zeros()), std::vector<float>(9, 0.0f));
     EXPECT_EQ(elementsOf(Matrix4f::zeros()), std::vector<float>(16, 0.0f));
-    Matrix4f m = matrix4({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
-    m.setIdentity();
-    EXPECT_EQ(m, Matrix4f::identity());
-    m.setZeros();
-    EXPECT_EQ(m, Matrix4f::zeros());
 }
 
 TEST(Matrix, name_labels_one_object_and_is_never_copied) {
@@ -87,17 +81,12 @@ TEST(Matrix, name_labels_one_object_and_is_never_copied) {
     EXPECT_TRUE(copy.name.empty());
     EXPECT_EQ(copy, named);
     EXPECT_TRUE((named * 2.0f).name.empty());
-    EXPECT_TRUE(Matrix4f::transpose(named).name.empty());
 
     Matrix4f target;
     target.name = "target";
     target = named;
     EXPECT_EQ(target.name, "target");
     EXPECT_EQ(target, named);
-
-    Matrix3f named3;
-    named3.name = "R";
-    EXPECT_TRUE(Matrix3f(named3).name.empty());
 }
 
 TEST(Matrix, getInfos_prints_the_name_then_rows_of_six_decimals) {
@@ -117,17 +106,12 @@ TEST(Matrix, getInfos_prints_the_name_then_rows_of_six_decimals) {
 }
 
 TEST(Matrix, getInfos_of_an_unnamed_copy_starts_with_its_own_address_in_hexadecimal) {
-    Matrix4f named;
+    Matrix3f named;
     named.name = "original";
-    const Matrix4f copy(named);
+    const Matrix3f copy(named);
     EXPECT_EQ(copy.getInfos().str(), hexAddress(&copy) +
-                                         "\n1.000000 0.000000 0.000000 0.000000\n0.000000 1.000000 0.000000 "
-                                         "0.000000\n0.000000 0.000000 1.000000 0.000000\n0.000000 0.000000 "
-                                         "0.000000 1.000000\n");
-    const Matrix3f unnamed = Matrix3f::zeros();
-    EXPECT_EQ(unnamed.getInfos().str(), hexAddress(&unnamed) +
-                                            "\n0.000000 0.000000 0.000000\n0.000000 0.000000 0.000000\n"
-                                            "0.000000 0.000000 0.000000\n");
+                                         "\n1.000000 0.000000 0.000000\n0.000000 1.000000 0.000000\n"
+                                         "0.000000 0.000000 1.000000\n");
 }
 
 TEST(Matrix, products_match_hand_worked_values) {
@@ -162,36 +146,20 @@ TEST(Matrix, product_accumulates_with_fused_multiply_add) {
 TEST(Matrix, matrix_times_vector_repeats_each_dot_product_along_its_row) {
     const Matrix4f rows = Matrix4f::identity() * vela::Vector4<float>(1, 2, 3, 4);
     EXPECT_EQ(elementsOf(rows), (std::vector<float>{1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3, 4, 4, 4, 4}));
-
     const Matrix4f c = matrix4({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
-    const Matrix4f product = c * vela::Vector4<float>(1, -2, 3, 0.5f);
-    for (int col = 0; col < 4; ++col) {
-        EXPECT_EQ(product(0, col), 8);
-        EXPECT_EQ(product(1, col), 18);
-        EXPECT_EQ(product(2, col), 28);
-        EXPECT_EQ(product(3, col), 38);
-    }
+    EXPECT_EQ(elementsOf(c * vela::Vector4<float>(1, -2, 3, 0.5f)),
+              (std::vector<float>{8, 8, 8, 8, 18, 18, 18, 18, 28, 28, 28, 28, 38, 38, 38, 38}));
 }
 
-TEST(Matrix, scalar_operators_touch_every_element) {
+TEST(Matrix, scalar_and_elementwise_operators_touch_every_element) {
     const Matrix3f sum = Matrix3f::identity() + 1.0f;
     EXPECT_EQ(elementsOf(sum), (std::vector<float>{2, 1, 1, 1, 2, 1, 1, 1, 2}));
-    EXPECT_EQ(elementsOf(Matrix3f::identity() - 1.0f), (std::vector<float>{0, -1, -1, -1, 0, -1, -1, -1, 0}));
-    EXPECT_EQ(elementsOf(sum * 0.5f), (std::vector<float>{1, 0.5f, 0.5f, 0.5f, 1, 0.5f, 0.5f, 0.5f, 1}));
-    const Matrix4f m = Matrix4f::identity() + 2.0f;
-    EXPECT_EQ(m(0, 1), 2);
-    EXPECT_EQ(m(3, 3), 3);
-    EXPECT_EQ((m - 2.0f), Matrix4f::identity());
-    EXPECT_EQ(elementsOf(m * 3.0f - m - m), elementsOf(m));
-}
-
-TEST(Matrix, elementwise_sum_and_difference) {
+    EXPECT_EQ(elementsOf(sum * 0.5f - 0.5f), (std::vector<float>{0.5f, 0, 0, 0, 0.5f, 0, 0, 0, 0.5f}));
     const Matrix3f e = matrix3({1, 2, 3, 0, 1, 4, 5, 6, 0});
     const Matrix3f g = matrix3({2, -1, 0, 1, 0, 3, 4, 1, -2});
     EXPECT_EQ(elementsOf(e + g), (std::vector<float>{3, 1, 3, 1, 1, 7, 9, 7, -2}));
     EXPECT_EQ(elementsOf(e - g), (std::vector<float>{-1, 3, 3, -1, 1, 1, 1, 5, 2}));
-    EXPECT_EQ(Matrix4f::identity() + Matrix4f::identity(), Matrix4f::identity() * 2.0f);
-    EXPECT_EQ(Matrix4f::identity() - Matrix4f::identity(), Matrix4f::zeros());
+    EXPECT_EQ(Matrix4f::identity() + 2.0f - Matrix4f::identity(), Matrix4f::zeros() + 2.0f);
 }
 
 TEST(Matrix, equality_is_exact_and_ignores_names) {
@@ -217,11 +185,6 @@ TEST(Matrix, transpose_in_place_and_as_a_copy) {
     EXPECT_EQ(m(0, 1), 2);
     m.transpose();
     EXPECT_EQ(m, transposed);
-
-    Matrix3f r = matrix3({1, 2, 3, 4, 5, 6, 7, 8, 9});
-    r.transpose();
-    EXPECT_EQ(elementsOf(r), (std::vector<float>{1, 4, 7, 2, 5, 8, 3, 6, 9}));
-    EXPECT_EQ(Matrix3f::transpose(r), matrix3({1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
 TEST(Matrix3fInverse, inverts_a_unimodular_matrix_exactly) {
@@ -252,12 +215,6 @@ TEST(Matrix4fInverse, matches_the_exact_rational_inverse) {
                                   -5 / 8.0f, 1 / 4.0f, -1 / 8.0f, 1, 11 / 8.0f, -3 / 4.0f, 7 / 8.0f, -2}));
 }
 
-TEST(Matrix4fInverse, rigid_transform_inverts_to_transposed_rotation_and_back_translation) {
-    // 90° about z, then (1, 2, 3): the inverse is Rᵀ with -Rᵀt.
-    const Matrix4f t = matrix4({0, -1, 0, 1, 1, 0, 0, 2, 0, 0, 1, 3, 0, 0, 0, 1});
-    EXPECT_EQ(Matrix4f::inverse(t), matrix4({0, 1, 0, -2, -1, 0, 0, 1, 0, 0, 1, -3, 0, 0, 0, 1}));
-}
-
 TEST(Matrix4fInverse, tiny_determinant_is_still_inverted) {
     Matrix4f m = matrix4({1e-10f, 0, 0, 0, 0, 1e-10f, 0, 0, 0, 0, 1e-10f, 0, 0, 0, 0, 1});
     ASSERT_EQ(m.inverse(), ERROR_CODE::SUCCESS);
@@ -285,34 +242,26 @@ TEST(Matrix4fInverse, product_with_the_inverse_is_the_identity) {
     }
 }
 
-TEST(Matrix4fInverse, all_zero_matrix_fails_and_stays_zero) {
-    Matrix4f m = Matrix4f::zeros();
-    EXPECT_EQ(m.inverse(), ERROR_CODE::FAILURE);
-    EXPECT_EQ(m, Matrix4f::zeros());
-}
-
-TEST(Matrix4fInverse, equal_rows_fail_with_only_the_first_column_overwritten_by_the_adjugate) {
+TEST(Matrix4fInverse, singular_input_fails_with_only_the_first_column_overwritten_by_the_adjugate) {
     const Matrix4f singular = matrix4({1, 2, 3, 4, 1, 2, 3, 4, 2, 0, 1, 3, 0, 5, 1, 2});
     Matrix4f m(singular);
     EXPECT_EQ(m.inverse(), ERROR_CODE::FAILURE);
     // Cofactors of the first row, worked by hand: 23, 5, 17, -21.
     EXPECT_EQ(elementsOf(m), (std::vector<float>{23, 2, 3, 4, 5, 2, 3, 4, 17, 0, 1, 3, -21, 5, 1, 2}));
     EXPECT_EQ(Matrix4f::inverse(singular), m);
+
+    m.setZeros();
+    EXPECT_EQ(m.inverse(), ERROR_CODE::FAILURE);
+    EXPECT_EQ(m, Matrix4f::zeros());
 }
 
 TEST(Matrix4fSubBlocks, setters_write_their_block_only) {
     Matrix4f m = Matrix4f::zeros();
-    const Matrix3f block = matrix3({1, 2, 3, 4, 5, 6, 7, 8, 9});
-    EXPECT_EQ(m.setSubMatrix3f(block, 1, 1), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(m.setSubMatrix3f(matrix3({1, 2, 3, 4, 5, 6, 7, 8, 9}), 1, 1), ERROR_CODE::SUCCESS);
     EXPECT_EQ(elementsOf(m), (std::vector<float>{0, 0, 0, 0, 0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9}));
-
-    m.setZeros();
-    EXPECT_EQ(m.setSubMatrix3f(block, 0, 1), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(elementsOf(m), (std::vector<float>{0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 0, 0, 0}));
 
     m = Matrix4f::identity() * 5.0f;
     EXPECT_EQ(m.setSubVector3f(vela::Vector3<float>(1, 2, 3), 3), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(elementsOf(m), (std::vector<float>{5, 0, 0, 1, 0, 5, 0, 2, 0, 0, 5, 3, 0, 0, 0, 5}));
     EXPECT_EQ(m.setSubVector4f(vela::Vector4<float>(6, 7, 8, 9), 0), ERROR_CODE::SUCCESS);
     EXPECT_EQ(elementsOf(m), (std::vector<float>{6, 0, 0, 1, 7, 5, 0, 2, 8, 0, 5, 3, 9, 0, 0, 5}));
 }
@@ -336,15 +285,6 @@ TEST(Matrix4fSubBlocks, out_of_range_indices_fail_with_a_logged_message_and_chan
                                         error + "[Mat]  setSubMatrix3f Invalid Parameters.",
                                         error + "[Mat]  setSubVector3f Invalid Parameters.",
                                         error + "[Mat]  setSubVector4f Invalid Parameters."}));
-}
-
-TEST(Matrix4fSubBlocks, refusal_is_silent_when_the_logger_level_is_above_error) {
-    LogCapture::instance().take();
-    vela::TarnLogger::get_instance().setLevel(vela::LOGGER_NAME::VELA, vela::LOG_LEVEL::CRITICAL);
-    Matrix4f m;
-    EXPECT_EQ(m.setSubVector3f(vela::Vector3<float>(), 7), ERROR_CODE::FAILURE);
-    vela::TarnLogger::get_instance().setLevel(vela::LOGGER_NAME::VELA, vela::LOG_LEVEL::WARNING);
-    EXPECT_TRUE(LogCapture::instance().take().empty());
 }
 
 }  // namespace

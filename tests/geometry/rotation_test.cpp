@@ -89,30 +89,18 @@ std::vector<Matrix3d> sampleRotations() {
 }
 
 TEST(Translation, normalize_divides_only_lengths_of_at_least_one) {
-    Translation t(0.5f, 0, 0);
-    t.normalize();
-    EXPECT_EQ(t, Translation(0.5f, 0, 0));
-    t = Translation(2, 0, 0);
+    for (const Translation& kept :
+         {Translation(0.5f, 0, 0), Translation(0.6f, 0, 0.79f), Translation(0, 0, 0)}) {
+        Translation t(kept);
+        t.normalize();
+        EXPECT_EQ(t, kept);
+    }
+    Translation t(2, 0, 0);
     t.normalize();
     EXPECT_EQ(t, Translation(1, 0, 0));
-    t = Translation(0.6f, 0, 0.79f);  // length 0.9926...
-    t.normalize();
-    EXPECT_EQ(t, Translation(0.6f, 0, 0.79f));
-    t = Translation(0, 0, 0);
-    t.normalize();
-    EXPECT_EQ(t, Translation(0, 0, 0));
-
     const Translation input(3, 0, -4);
     EXPECT_EQ(Translation::normalize(input), Translation(0.6f, 0, -0.8f));
     EXPECT_EQ(input, Translation(3, 0, -4));
-}
-
-TEST(Translation, call_operator_is_a_reference_to_the_component) {
-    Translation t;
-    EXPECT_EQ(t, Translation(0, 0, 0));
-    t(1) = 5;
-    EXPECT_EQ(t.y, 5);
-    EXPECT_EQ(Translation(vela::Vector3<float>(1, 2, 3))(2), 3);
 }
 
 TEST(Translation, rotated_by_a_quaternion_and_scaled_by_its_squared_norm) {
@@ -139,19 +127,13 @@ TEST(Orientation, call_operator_returns_zero_outside_the_four_components) {
     EXPECT_EQ(Orientation(vela::Vector4<float>(1, 2, 3, 4))(2), 3.0f);
 }
 
-TEST(Orientation, identity_zeros_and_normalise) {
-    Orientation q(vela::Vector4<float>(0, 0, 0, 2));
+TEST(Orientation, normalise_divides_by_a_non_zero_length) {
+    Orientation q(vela::Vector4<float>(1, 1, 1, 1));
     q.normalise();
-    EXPECT_EQ(q, Orientation::identity());
-    q = Orientation(vela::Vector4<float>(1, 1, 1, 1));
-    q.normalise();
-    expectNear(q, 0.5, 0.5, 0.5, 0.5, 0);
+    EXPECT_EQ(q, vela::Vector4<float>(0.5f, 0.5f, 0.5f, 0.5f));
     q.setZeros();
-    EXPECT_EQ(q, Orientation::zeros());
     q.normalise();
     EXPECT_EQ(q, vela::Vector4<float>(0, 0, 0, 0));
-    q.setIdentity();
-    EXPECT_EQ(q, vela::Vector4<float>(0, 0, 0, 1));
 }
 
 TEST(Orientation, hamilton_product_of_unit_axes) {
@@ -159,8 +141,6 @@ TEST(Orientation, hamilton_product_of_unit_axes) {
     EXPECT_EQ(i * j, vela::Vector4<float>(0, 0, 1, 0));
     EXPECT_EQ(j * i, vela::Vector4<float>(0, 0, -1, 0));
     EXPECT_EQ(i * i, vela::Vector4<float>(0, 0, 0, -1));
-    const Orientation q(vela::Vector4<float>(0.1f, -0.2f, 0.3f, 0.9f));
-    EXPECT_EQ(q * Orientation::identity(), q);
 }
 
 TEST(Orientation, product_composes_as_the_matrix_product) {
@@ -206,17 +186,11 @@ TEST(Orientation, rotations_near_half_turns_match_the_double_precision_quaternio
     expectNear(Orientation(fromDouble(axisAngle(angle, 1, 0, 0))), s, 0, 0, c, 1e-6);
     expectNear(Orientation(fromDouble(axisAngle(angle, 0, 1, 0))), 0, s, 0, c, 1e-6);
     expectNear(Orientation(fromDouble(axisAngle(angle, 0, 0, 1))), 0, 0, s, c, 1e-6);
-    expectNear(Orientation(fromDouble(axisAngle(0.3, 0, 0, 1))), 0, 0, std::sin(0.15), std::cos(0.15), 1e-6);
 }
 
 TEST(Orientation, matrix_quaternion_round_trip_over_samples) {
-    for (const Matrix3d& r : sampleRotations()) {
-        const Rotation rotation = fromDouble(r);
-        expectNear(rotation.getOrientation().getRotationMatrix(), r, 2e-6);
-        Rotation back;
-        back.setOrientation(Orientation(rotation));
-        expectNear(back, r, 2e-6);
-    }
+    for (const Matrix3d& r : sampleRotations())
+        expectNear(fromDouble(r).getOrientation().getRotationMatrix(), r, 2e-6);
 }
 
 TEST(Orientation, two_directions_at_a_right_angle_give_a_quarter_turn) {
@@ -249,20 +223,16 @@ TEST(Rotation, axis_angle_constructor_matches_the_double_precision_matrix) {
     EXPECT_NEAR(shortAxis(0, 0), 0.0, 1e-7);
 }
 
-TEST(Rotation, rotation_vector_of_zero_is_the_identity_and_back) {
+TEST(Rotation, rotation_vectors_of_zero_and_of_known_rotations) {
     Rotation r(1.0f, Translation(1, 0, 0));
     r.setRotationVector(vela::Vector3<float>(0, 0, 0));
     EXPECT_EQ(r, Matrix3f::identity());
     EXPECT_EQ(Rotation().getRotationVector(), vela::Vector3<float>(0, 0, 0));
-}
 
-TEST(Rotation, rotation_vector_of_known_rotations) {
-    Rotation r;
     r.setRotationVector(vela::Vector3<float>(0, 0, static_cast<float>(kPi / 2)));
     expectNear(r, axisAngle(kPi / 2, 0, 0, 1), 1e-6);
     expectNear(r.getRotationVector(), 0, 0, kPi / 2, 1e-6);
-
-    // |(0.3, -0.2, 0.5)| radians about its own direction.
+    // |(0.3, -0.2, 0.5)| radians about its own direction, and 1.2 radians about (0, 0.6, -0.8).
     r.setRotationVector(vela::Vector3<float>(0.3f, -0.2f, 0.5f));
     expectNear(r, axisAngle(std::sqrt(0.38), 0.3, -0.2, 0.5), 1e-6);
     expectNear(fromDouble(axisAngle(1.2, 0, 3, -4)).getRotationVector(), 0, 0.72, -0.96, 1e-5);
