@@ -35,10 +35,6 @@ String& String::operator=(String&& other) noexcept {
     return *this;
 }
 
-String::~String() {
-    clear();
-}
-
 const char* String::c_str() const noexcept {
     return buffer != nullptr ? buffer : "";
 }

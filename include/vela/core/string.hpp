@@ -22,7 +22,9 @@ class VELA_API String {
     String(String&& other) noexcept;
     String& operator=(const String& other);
     String& operator=(String&& other) noexcept;
-    ~String();
+    ~String() {
+        if (buffer != nullptr) clear();
+    }
 
     /// The text, never null.
     const char* c_str() const noexcept;

@@ -1,0 +1,136 @@
+// The 4x4 product and inverse and the quaternion <-> matrix conversions, against Eigen's fixed-size types
+// built with the same compiler flags. Inputs pass through DoNotOptimize on every iteration so that neither
+// side can hoist work out of the loop.
+
+#include <benchmark/benchmark.h>
+
+#include <Eigen/Dense>
+#include <Eigen/Geometry>
+
+#include <vela/vela.hpp>
+
+namespace {
+
+// A rigid transform with a scaled rotation: invertible, no zero elements, nothing special.
+const float kMatrixA[16] = {0.8f,  -0.3f, 0.5f, 1.5f,  0.4f, 0.9f, -0.2f, -2.0f,
+                            -0.6f, 0.3f,  0.7f, 0.25f, 0.1f, 0.2f, 0.3f,  1.0f};
+const float kMatrixB[16] = {1.1f, 0.2f,  -0.4f, 3.0f,  -0.5f, 0.7f,  0.6f, 0.5f,
+                            0.3f, -0.8f, 0.9f,  -1.0f, 0.0f,  0.05f, 0.1f, 1.2f};
+
+// A rotation about a skew axis: chained products neither grow nor shrink.
+const float kRotation[16] = {0.36f, 0.48f, -0.8f, 0.0f, -0.8f, 0.6f, 0.0f, 0.0f,
+                             0.48f, 0.64f, 0.6f,  0.0f, 0.0f,  0.0f, 0.0f, 1.0f};
+
+Eigen::Matrix4f eigenOf(const float* values) {
+    return Eigen::Map<const Eigen::Matrix<float, 4, 4, Eigen::RowMajor>>(values);
+}
+
+void product_vela(benchmark::State& state) {
+    vela::Matrix4f a(kMatrixA), b(kMatrixB);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(b);
+        vela::Matrix4f c = a * b;
+        benchmark::DoNotOptimize(c);
+    }
+}
+
+void product_eigen(benchmark::State& state) {
+    Eigen::Matrix4f a = eigenOf(kMatrixA), b = eigenOf(kMatrixB);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        benchmark::DoNotOptimize(b);
+        Eigen::Matrix4f c = a * b;
+        benchmark::DoNotOptimize(c);
+    }
+}
+
+// Composition, as when poses are chained: each product waits for the one before.
+void chainedProduct_vela(benchmark::State& state) {
+    vela::Matrix4f c(kMatrixA), step(kRotation);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(step);
+        c = c * step;
+    }
+    benchmark::DoNotOptimize(c);
+}
+
+void chainedProduct_eigen(benchmark::State& state) {
+    Eigen::Matrix4f c = eigenOf(kMatrixA), step = eigenOf(kRotation);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(step);
+        c = c * step;
+    }
+    benchmark::DoNotOptimize(c);
+}
+
+void inverse_vela(benchmark::State& state) {
+    vela::Matrix4f a(kMatrixA);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        vela::Matrix4f inverse = vela::Matrix4f::inverse(a);
+        benchmark::DoNotOptimize(inverse);
+    }
+}
+
+void inverse_eigen(benchmark::State& state) {
+    Eigen::Matrix4f a = eigenOf(kMatrixA);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a);
+        Eigen::Matrix4f inverse = a.inverse();
+        benchmark::DoNotOptimize(inverse);
+    }
+}
+
+// A unit quaternion of about 0.9 rad about a skew axis.
+const float kQuaternion[4] = {0.2f, -0.3f, 0.35f, 0.8631338f};
+
+void quaternionToMatrix_vela(benchmark::State& state) {
+    vela::Orientation q{vela::Vector4<float>(kQuaternion)};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(q);
+        vela::Rotation r = q.getRotationMatrix();
+        benchmark::DoNotOptimize(r);
+    }
+}
+
+void quaternionToMatrix_eigen(benchmark::State& state) {
+    Eigen::Quaternionf q(kQuaternion[3], kQuaternion[0], kQuaternion[1], kQuaternion[2]);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(q);
+        Eigen::Matrix3f r = q.toRotationMatrix();
+        benchmark::DoNotOptimize(r);
+    }
+}
+
+void matrixToQuaternion_vela(benchmark::State& state) {
+    const vela::Rotation r = vela::Orientation(vela::Vector4<float>(kQuaternion)).getRotationMatrix();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r);
+        vela::Orientation q(r);
+        benchmark::DoNotOptimize(q);
+    }
+}
+
+void matrixToQuaternion_eigen(benchmark::State& state) {
+    const Eigen::Matrix3f r =
+        Eigen::Quaternionf(kQuaternion[3], kQuaternion[0], kQuaternion[1], kQuaternion[2]).toRotationMatrix();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r);
+        Eigen::Quaternionf q(r);
+        benchmark::DoNotOptimize(q);
+    }
+}
+
+BENCHMARK(product_vela)->Name("geometry/product4x4/vela");
+BENCHMARK(product_eigen)->Name("geometry/product4x4/Eigen");
+BENCHMARK(chainedProduct_vela)->Name("geometry/product4x4_chained/vela");
+BENCHMARK(chainedProduct_eigen)->Name("geometry/product4x4_chained/Eigen");
+BENCHMARK(inverse_vela)->Name("geometry/inverse4x4/vela");
+BENCHMARK(inverse_eigen)->Name("geometry/inverse4x4/Eigen");
+BENCHMARK(quaternionToMatrix_vela)->Name("geometry/quaternion_to_matrix/vela");
+BENCHMARK(quaternionToMatrix_eigen)->Name("geometry/quaternion_to_matrix/Eigen");
+BENCHMARK(matrixToQuaternion_vela)->Name("geometry/matrix_to_quaternion/vela");
+BENCHMARK(matrixToQuaternion_eigen)->Name("geometry/matrix_to_quaternion/Eigen");
+
+}  // namespace

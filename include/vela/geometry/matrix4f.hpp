@@ -1,0 +1,96 @@
+#pragma once
+
+#include "vela/core/error_code.hpp"
+#include "vela/core/export.hpp"
+#include "vela/core/string.hpp"
+#include "vela/core/vector.hpp"
+#include "vela/geometry/matrix3f.hpp"
+
+namespace vela {
+
+/// A 4x4 single-precision matrix, row-major, with a label used only by getInfos. The name labels one
+/// object, not its value: copies and the results of operators and factories are unnamed. No tolerance
+/// anywhere: comparisons are exact and only an exactly zero determinant stops an inverse.
+class VELA_API Matrix4f {
+  public:
+    /// Row-major: element (row, col) is elements[row * 4 + col]. First member, so &elements[0] can be
+    /// handed to code expecting a plain float array.
+    float elements[16];
+    /// Printed by getInfos; empty by default and never copied.
+    String name;
+
+    /// The identity.
+    Matrix4f() : elements{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
+    /// Copies 16 row-major floats from `input`, which may overlap this matrix.
+    explicit Matrix4f(const float* input) { copyFrom(input); }
+    /// Copies the elements; the copy is unnamed.
+    Matrix4f(const Matrix4f& other) { copyFrom(other.elements); }
+    /// Copies the elements; this matrix keeps its own name.
+    Matrix4f& operator=(const Matrix4f& other) {
+        copyFrom(other.elements);
+        return *this;
+    }
+    ~Matrix4f() = default;
+
+    /// Element (row, col); no bounds check.
+    float& operator()(int row, int col) { return elements[row * 4 + col]; }
+    const float& operator()(int row, int col) const { return elements[row * 4 + col]; }
+
+    /// Every element 0.
+    void setZeros();
+    static Matrix4f zeros();
+    /// All zero, then 1 on the diagonal.
+    void setIdentity();
+    static Matrix4f identity();
+    /// Transposes in place.
+    void transpose();
+    /// A transposed copy of `in`.
+    static Matrix4f transpose(const Matrix4f& in);
+    /// Inverts in place as adjugate / determinant. FAILURE when the determinant is exactly 0: the first
+    /// column then holds the undivided first adjugate column and the other twelve elements are unchanged.
+    ERROR_CODE inverse();
+    /// An inverted copy of `in`, returned whatever the status (see inverse()).
+    static Matrix4f inverse(const Matrix4f& in);
+
+    /// The product this x other, each element accumulated with fused multiply-adds.
+    Matrix4f operator*(const Matrix4f& other) const;
+    /// A matrix whose row i repeats, in all four columns, the dot product of row i with `v`: any column
+    /// is the transformed vector.
+    Matrix4f operator*(const Vector4<float>& v) const;
+    /// Every element times `scalar`.
+    Matrix4f operator*(const float& scalar) const;
+    Matrix4f operator+(const Matrix4f& other) const;
+    Matrix4f operator-(const Matrix4f& other) const;
+    /// `scalar` added to every element, off-diagonal ones included.
+    Matrix4f operator+(const float& scalar) const;
+    /// `scalar` subtracted from every element.
+    Matrix4f operator-(const float& scalar) const;
+
+    /// Exact element comparison; names are not compared, and a NaN makes a matrix unequal to itself.
+    bool operator==(const Matrix4f& other) const;
+    bool operator!=(const Matrix4f& other) const;
+
+    /// The name (or this object's address in upper-case hexadecimal when unnamed), a newline, then each
+    /// row as "%f" values separated by single spaces and ended by a newline.
+    String getInfos() const;
+
+    /// Writes `input` at rows row..row+2, columns column..column+2; both must be 0 or 1. Otherwise logs
+    /// an error, changes nothing and returns FAILURE.
+    ERROR_CODE setSubMatrix3f(const Matrix3f& input, int row, int column);
+    /// Writes x, y, z into rows 0..2 of `column` (0..3); row 3 is untouched. FAILURE (logged) otherwise.
+    ERROR_CODE setSubVector3f(const Vector3<float>& input, int column);
+    /// Writes x, y, z, w into rows 0..3 of `column` (0..3). FAILURE (logged) otherwise.
+    ERROR_CODE setSubVector4f(const Vector4<float>& input, int column);
+
+  private:
+    /// Reads all 16 floats before writing any, so an overlapping source copies as by memmove.
+    void copyFrom(const float* input) {
+        float copy[16];
+        for (int i = 0; i < 16; ++i)
+            copy[i] = input[i];
+        for (int i = 0; i < 16; ++i)
+            elements[i] = copy[i];
+    }
+};
+
+}  // namespace vela
