@@ -1,10 +1,11 @@
 # Each dependency fails the configuration with one line naming the Debian package that provides it.
-function(vela_require package debian)
+# A macro, so that the variables a package sets stay visible to the rest of the build.
+macro(vela_require package debian)
   find_package(${package} ${ARGN} QUIET)
   if(NOT ${package}_FOUND)
     message(FATAL_ERROR "vela: ${package} not found: apt-get install ${debian}")
   endif()
-endfunction()
+endmacro()
 
 vela_require(CUDAToolkit "the CUDA toolkit (cudart)")
 vela_require(OpenCV libopencv-dev COMPONENTS core imgcodecs calib3d)

@@ -13,3 +13,10 @@ configure_package_config_file(cmake/velaConfig.cmake.in ${PROJECT_BINARY_DIR}/ve
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/velaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/velaConfig.cmake ${PROJECT_BINARY_DIR}/velaConfigVersion.cmake
   DESTINATION ${VELA_CMAKE_DIR})
+
+# pkg-config, relocatable: paths are relative to the .pc file. Public headers include the CUDA runtime API.
+list(GET CUDAToolkit_INCLUDE_DIRS 0 VELA_CUDA_INCLUDE_DIR)
+file(RELATIVE_PATH VELA_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" VELA_PC_TO_PREFIX "${VELA_PC_TO_PREFIX}")
+configure_file(cmake/vela.pc.in ${PROJECT_BINARY_DIR}/vela.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vela.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

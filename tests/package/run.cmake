@@ -1,4 +1,5 @@
-# Installs the built library into a scratch prefix, then configures, builds and runs a downstream project.
+# Installs the built library into a scratch prefix, then builds and runs a downstream program against it
+# twice: as a CMake project with find_package, and with the compiler flags pkg-config gives.
 file(REMOVE_RECURSE ${WORK_DIR})
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -11,3 +12,13 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH
     -DCMAKE_BUILD_TYPE=Release)
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
+
+set(ENV{PKG_CONFIG_PATH} ${WORK_DIR}/prefix/${LIBDIR}/pkgconfig)
+execute_process(COMMAND pkg-config --cflags --libs vela OUTPUT_VARIABLE flags RESULT_VARIABLE result
+                OUTPUT_STRIP_TRAILING_WHITESPACE)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "pkg-config does not know vela")
+endif()
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(${CXX} -std=c++17 ${CONSUMER_DIR}/main.cpp ${flags} -Wl,-rpath,${WORK_DIR}/prefix/${LIBDIR} -o ${WORK_DIR}/consumer-pc)
+run(${WORK_DIR}/consumer-pc)
