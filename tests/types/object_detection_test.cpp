@@ -94,4 +94,20 @@ TEST(CustomObjectData, box_record_starts_empty_with_a_fresh_identifier) {
     EXPECT_EQ(first.tracking_max_dist, -1.f);
 }
 
+TEST(CustomObjectData, mask_record_has_the_box_defaults_and_an_empty_mask) {
+    const vela::CustomMaskObjectData first;
+    const vela::CustomMaskObjectData second;
+    EXPECT_EQ(first.unique_object_id.size(), 36u);
+    EXPECT_NE(first.unique_object_id, second.unique_object_id);
+    EXPECT_EQ(first.bounding_box_2d.size(), 4u);
+    EXPECT_EQ(first.label, -1);
+    EXPECT_EQ(first.probability, 0.f);
+    EXPECT_TRUE(first.is_grounded);
+    EXPECT_FALSE(first.is_static);
+    EXPECT_EQ(first.tracking_timeout, -1.f);
+    EXPECT_EQ(first.tracking_max_dist, -1.f);
+    EXPECT_FALSE(first.box_mask.isInit());
+    EXPECT_EQ(first.box_mask.width, 0u);
+}
+
 }  // namespace

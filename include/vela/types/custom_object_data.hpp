@@ -6,6 +6,7 @@
 #include "vela/core/export.hpp"
 #include "vela/core/string.hpp"
 #include "vela/core/vector.hpp"
+#include "vela/mat/mat.hpp"
 
 namespace vela {
 
@@ -33,6 +34,16 @@ class VELA_API CustomBoxObjectData {
     float tracking_timeout = -1.f;
     /// Distance in metres beyond which the object is no longer tracked; negative: the module's default.
     float tracking_max_dist = -1.f;
+};
+
+/// A detection with its mask: the fields and defaults of CustomBoxObjectData, then the mask.
+class VELA_API CustomMaskObjectData : public CustomBoxObjectData {
+  public:
+    /// A fresh identifier and the defaults of CustomBoxObjectData; the mask is empty.
+    CustomMaskObjectData() = default;
+
+    /// The object's mask, U8_C1 over the bounding box; empty until the caller fills it.
+    Mat box_mask;
 };
 
 }  // namespace vela
