@@ -18,9 +18,13 @@ class VELA_API String {
     String(const char* text);  // NOLINT(google-explicit-constructor): built from literals everywhere
     /// Copies a standard string.
     String(const std::string& text);  // NOLINT(google-explicit-constructor)
+    /// Copies the text into a buffer of its own; nothing is shared.
     String(const String& other);
+    /// Takes over `other`'s buffer without copying; `other` is left empty.
     String(String&& other) noexcept;
+    /// Replaces the text with a copy of `other`'s; assigning a String to itself keeps its text.
     String& operator=(const String& other);
+    /// Releases this text and takes over `other`'s buffer; `other` is left empty.
     String& operator=(String&& other) noexcept;
     ~String() {
         if (buffer != nullptr) clear();
@@ -42,11 +46,16 @@ class VELA_API String {
     void clear() noexcept;
     /// A standard-string copy of the text.
     std::string str() const { return std::string(c_str(), length); }
+    /// A standard-string copy of the text, as str().
     operator std::string() const { return str(); }  // NOLINT(google-explicit-constructor)
 
+    /// Same length and the same characters, byte for byte.
     bool operator==(const String& other) const noexcept;
+    /// True when the lengths or any characters differ.
     bool operator!=(const String& other) const noexcept { return !(*this == other); }
+    /// Same text as the null-terminated `other`; a null pointer equals the empty text.
     bool operator==(const char* other) const noexcept;
+    /// True when the text differs from the null-terminated `other` (null reads as empty).
     bool operator!=(const char* other) const noexcept { return !(*this == other); }
 
   private:

@@ -31,13 +31,16 @@ class VELA_API Matrix3f {
 
     /// Element (row, col); no bounds check.
     float& operator()(int row, int col) { return elements[row * 3 + col]; }
+    /// Element (row, col), read-only; no bounds check.
     const float& operator()(int row, int col) const { return elements[row * 3 + col]; }
 
     /// Every element 0.
     void setZeros();
+    /// A matrix of zeros.
     static Matrix3f zeros();
     /// All zero, then 1 on the diagonal.
     void setIdentity();
+    /// The identity matrix.
     static Matrix3f identity();
     /// Transposes in place.
     void transpose();
@@ -53,7 +56,9 @@ class VELA_API Matrix3f {
     Matrix3f operator*(const Matrix3f& other) const;
     /// Every element times `scalar`.
     Matrix3f operator*(const float& scalar) const;
+    /// Element-wise sum.
     Matrix3f operator+(const Matrix3f& other) const;
+    /// Element-wise difference, this - other.
     Matrix3f operator-(const Matrix3f& other) const;
     /// `scalar` added to every element, off-diagonal ones included.
     Matrix3f operator+(const float& scalar) const;
@@ -62,6 +67,7 @@ class VELA_API Matrix3f {
 
     /// Exact element comparison; names are not compared, and a NaN makes a matrix unequal to itself.
     bool operator==(const Matrix3f& other) const;
+    /// True when any element differs, or is NaN; names are not compared.
     bool operator!=(const Matrix3f& other) const;
 
     /// The name (or this object's address in upper-case hexadecimal when unnamed), a newline, then each

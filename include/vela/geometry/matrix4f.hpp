@@ -34,13 +34,16 @@ class VELA_API Matrix4f {
 
     /// Element (row, col); no bounds check.
     float& operator()(int row, int col) { return elements[row * 4 + col]; }
+    /// Element (row, col), read-only; no bounds check.
     const float& operator()(int row, int col) const { return elements[row * 4 + col]; }
 
     /// Every element 0.
     void setZeros();
+    /// A matrix of zeros.
     static Matrix4f zeros();
     /// All zero, then 1 on the diagonal.
     void setIdentity();
+    /// The identity matrix.
     static Matrix4f identity();
     /// Transposes in place.
     void transpose();
@@ -59,7 +62,9 @@ class VELA_API Matrix4f {
     Matrix4f operator*(const Vector4<float>& v) const;
     /// Every element times `scalar`.
     Matrix4f operator*(const float& scalar) const;
+    /// Element-wise sum.
     Matrix4f operator+(const Matrix4f& other) const;
+    /// Element-wise difference, this - other.
     Matrix4f operator-(const Matrix4f& other) const;
     /// `scalar` added to every element, off-diagonal ones included.
     Matrix4f operator+(const float& scalar) const;
@@ -68,6 +73,7 @@ class VELA_API Matrix4f {
 
     /// Exact element comparison; names are not compared, and a NaN makes a matrix unequal to itself.
     bool operator==(const Matrix4f& other) const;
+    /// True when any element differs, or is NaN; names are not compared.
     bool operator!=(const Matrix4f& other) const;
 
     /// The name (or this object's address in upper-case hexadecimal when unnamed), a newline, then each

@@ -14,13 +14,16 @@ class VELA_API Orientation : public Vector4<float> {
   public:
     /// The identity (0, 0, 0, 1).
     Orientation();
+    /// Copies the four components.
     Orientation(const Orientation& other) = default;
+    /// The quaternion (x, y, z, w) of `vector`, taken as given: not normalised.
     Orientation(const Vector4<float>& vector);  // NOLINT(google-explicit-constructor): a vector is one
     /// The quaternion of a rotation matrix (see setRotationMatrix).
     explicit Orientation(const Rotation& rotation);
     /// The rotation turning direction `tr1` into direction `tr2`: angle acos(n1 · n2) of the normalised
     /// inputs, axis the normalised cross product tr1 x tr2. Parallel inputs get no special treatment.
     Orientation(const Translation& tr1, const Translation& tr2);
+    /// Copies the four components.
     Orientation& operator=(const Orientation& other) = default;
 
     /// Component x (0..3) by value; 0 for any other index.
@@ -35,9 +38,11 @@ class VELA_API Orientation : public Vector4<float> {
 
     /// (0, 0, 0, 1).
     void setIdentity();
+    /// The identity quaternion (0, 0, 0, 1).
     static Orientation identity();
     /// (0, 0, 0, 0).
     void setZeros();
+    /// The zero quaternion (0, 0, 0, 0); not a rotation: getRotationMatrix() gives non-finite elements.
     static Orientation zeros();
     /// Divides the four components by the quaternion's length when that length is non-zero.
     void normalise();

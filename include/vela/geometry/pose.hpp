@@ -37,10 +37,15 @@ class VELA_API Pose {
     /// Leaves the pose as the identity and not valid.
     ~Pose();
 
+    /// The quaternion of the rotation block of pose_data.
     Orientation getOrientation() const;
+    /// The translation column of pose_data.
     Translation getTranslation() const;
+    /// The rotation block (upper-left 3x3) of pose_data.
     Rotation getRotationMatrix() const;
+    /// The rotation of pose_data as an axis scaled by the angle in radians (see Rotation::getRotationVector).
     Vector3<float> getRotationVector() const;
+    /// Angles about x, y and z of the rotation of pose_data, in degrees when `radian` is false.
     Vector3<float> getEulerAngles(bool radian = true) const;
 };
 

@@ -15,12 +15,14 @@ class VELA_API Rotation : public Matrix3f {
     Rotation() = default;
     /// Copies the elements; the copy is unnamed.
     Rotation(const Rotation& other) = default;
+    /// Copies the elements of `matrix`, taken as a rotation without any check; the copy is unnamed.
     Rotation(const Matrix3f& matrix);  // NOLINT(google-explicit-constructor): products of rotations
     /// Rotation by `angle` radians about `axis`, normalised first as Translation::normalize does (so an
     /// axis shorter than 1 is used as given).
     Rotation(float angle, const Translation& axis);
     /// The matrix of a quaternion (see Orientation::getRotationMatrix).
     explicit Rotation(const Orientation& orientation);
+    /// Copies the elements; this matrix keeps its own name.
     Rotation& operator=(const Rotation& other) = default;
 
     /// The quaternion of this matrix.

@@ -17,17 +17,27 @@ class VELA_API Transform : public Matrix4f {
     Transform() = default;
     /// Copies the elements; the copy is unnamed.
     Transform(const Transform& other) = default;
+    /// Copies the elements of `matrix`, taken as a rigid transform without any check; the copy is unnamed.
     Transform(const Matrix4f& matrix);  // NOLINT(google-explicit-constructor): products of transforms
     /// The identity, then the rotation block and the translation column.
     Transform(const Rotation& rotation, const Translation& translation);
+    /// The identity, then the rotation block from `orientation` and the translation column.
     Transform(const Orientation& orientation, const Translation& translation);
+    /// Copies the elements; this transform keeps its own name.
     Transform& operator=(const Transform& other) = default;
 
+    /// Writes `rotation` into the rotation block.
     void setRotationMatrix(const Rotation& rotation);
+    /// The rotation block as a Rotation.
     Rotation getRotationMatrix() const;
+    /// Writes `translation` into the translation column; row 3 is untouched.
     void setTranslation(const Translation& translation);
+    /// The translation column: elements (0,3), (1,3) and (2,3).
     Translation getTranslation() const;
+    /// Writes the matrix of `orientation` into the rotation block; a non-unit quaternion gives the same
+    /// rotation.
     void setOrientation(const Orientation& orientation);
+    /// The quaternion of the rotation block (see Orientation::setRotationMatrix).
     Orientation getOrientation() const;
 
     /// Rotation::getRotationVector of the rotation block.

@@ -12,9 +12,13 @@ class VELA_API Translation : public Vector3<float> {
   public:
     /// (0, 0, 0).
     Translation() = default;
+    /// Copies the three components.
     Translation(const Translation& other) = default;
+    /// (t1, t2, t3).
     Translation(float t1, float t2, float t3);
+    /// The components of `vector`.
     Translation(const Vector3<float>& vector);  // NOLINT(google-explicit-constructor): a vector is one
+    /// Copies the three components.
     Translation& operator=(const Translation& other) = default;
 
     /// Component x (0, 1 or 2); no bounds check.

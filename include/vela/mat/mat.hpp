@@ -41,6 +41,7 @@ class VELA_API Mat {
   public:
     size_t width = 0;   ///< columns
     size_t height = 0;  ///< rows
+    /// Values per element, 1 to 4, given by the element type.
     size_t channels = 0;
     size_t stepGPU = 0;     ///< bytes from one GPU row to the next (the pitch)
     size_t stepCPU = 0;     ///< bytes from one host row to the next
@@ -60,13 +61,16 @@ class VELA_API Mat {
     Mat() = default;
     /// Allocates a width x height grid of `type` on `mem` (see alloc).
     Mat(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
+    /// Allocates a grid of `resolution` of `type` on `mem` (see alloc).
     Mat(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
     /// Wraps one user buffer (host for CPU, GPU for GPU) of rows `step` bytes apart, without owning it.
     Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
+    /// Wraps one user buffer of `resolution`, rows `step` bytes apart, without owning it.
     Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
     /// Wraps a user host buffer and a user GPU buffer (MEM_BOTH), without owning them.
     Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU,
         unsigned char* ptrGPU, size_t stepGPU);
+    /// Wraps a user host buffer and a user GPU buffer of `resolution` (MEM_BOTH), without owning them.
     Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU, unsigned char* ptrGPU,
         size_t stepGPU);
     /// Shares the other Mat's buffers without owning them (see ref); copies no pixels.
@@ -79,6 +83,7 @@ class VELA_API Mat {
     /// Frees, then allocates an owned grid: host rows packed, GPU rows pitched. MEM_BOTH is served by one
     /// mapped buffer (MEM_UNIFIED). Failures are reported on standard output; the Mat still ends owning.
     void alloc(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
+    /// Same as alloc(resolution.width, resolution.height, type, mem).
     void alloc(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
     /// Releases the owned side(s) named by `mem`; a reference or the last side emptied ends empty.
     void free(MEM mem = MEM_BOTH);
@@ -129,14 +134,23 @@ class VELA_API Mat {
     /// One line: name (or address when the name is empty), time stamp, size, channels, type, memory, owner.
     String getInfos() const;
 
+    /// Number of columns.
     size_t getWidth() const { return width; }
+    /// Number of rows.
     size_t getHeight() const { return height; }
+    /// Values per element, 1 to 4; 0 for an empty Mat.
     size_t getChannels() const { return channels; }
+    /// Element type; meaningful only once the Mat is initialized.
     MAT_TYPE getDataType() const { return dataType; }
+    /// Where the buffers are: CPU, GPU or one of the MEM_* constants.
     MEM getMemoryType() const { return memType; }
+    /// Bytes per element: channels times the size of one value.
     size_t getPixelBytes() const { return pixelBytes; }
+    /// Width and height as one Resolution.
     Resolution getResolution() const { return Resolution(width, height); }
+    /// True when sizes and buffers describe valid storage.
     bool isInit() const { return initialized; }
+    /// True when this Mat allocated its buffers; false for references and wrapped user memory.
     bool isMemoryOwner() const { return memoryOwner; }
 };
 

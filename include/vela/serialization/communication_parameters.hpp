@@ -33,6 +33,7 @@ class VELA_API CommunicationParameters {
 
     /// True when all three fields are equal.
     bool operator==(const CommunicationParameters& other) const;
+    /// True when any of the three fields differs.
     bool operator!=(const CommunicationParameters& other) const { return !(*this == other); }
 
     /// Writes the record to `out` as JSON (2-blank indentation, keys sorted, no final line end); false,
