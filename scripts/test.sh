@@ -2,7 +2,8 @@
 # Builds vela and runs its whole test suite: formatting; the tests on the simulated GPU and the same
 # GPU-path tests on the real CUDA runtime; a downstream project against the installed package; then the
 # tests again under AddressSanitizer with UndefinedBehaviorSanitizer, and the concurrency tests under
-# ThreadSanitizer; and a short run of every fuzz target. Any failure or sanitizer report fails the run.
+# ThreadSanitizer; the API reference, which fails on an undocumented member; and a short run of every
+# fuzz target. Any failure or sanitizer report fails the run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -13,4 +14,6 @@ for preset in release asan tsan; do
     cmake --build --preset "$preset" -- --no-print-directory
     ctest --preset "$preset"
 done
+echo "== API reference (every public member documented)"
+cmake --build --preset release --target docs
 scripts/fuzz.sh 20
