@@ -77,7 +77,8 @@ class VELA_API Mat {
     ~Mat();
 
     /// Frees, then allocates an owned grid: host rows packed, GPU rows pitched. MEM_BOTH is served by one
-    /// mapped buffer (MEM_UNIFIED). Failures are reported on standard output; the Mat still ends owning.
+    /// mapped buffer (MEM_UNIFIED). Runtime failures are reported on standard output; a size whose bytes
+    /// overflow, or a host array the allocator refuses, is logged. The Mat still ends owning, bufferless.
     void alloc(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
     void alloc(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
     /// Releases the owned side(s) named by `mem`; a reference or the last side emptied ends empty.
