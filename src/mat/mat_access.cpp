@@ -42,12 +42,17 @@ VELA_SIGNATURES(unsigned short, "short unsigned int")
 VELA_SIGNATURES(Vector4<char>, "vela::Vector4<char>")
 #undef VELA_SIGNATURES
 
+// True when `mem` is CPU or GPU and the Mat's memory type has that side.
+bool hasUsableSide(const Mat& mat, MEM mem) {
+    return (mem == MEM::CPU && detail::hasHostSide(mat.memType)) ||
+           (mem == MEM::GPU && detail::hasGpuSide(mat.memType));
+}
+
 // The buffer of side `mem` (CPU or GPU) when the memory type has that side and the buffer exists (a failed
-// allocation leaves none); null otherwise.
+// allocation, or an empty grid on the runtime's side, leaves none); null otherwise.
 unsigned char* usableBuffer(const Mat& mat, MEM mem) {
-    if (mem == MEM::CPU && detail::hasHostSide(mat.memType)) return mat.cpuBuffer.get();
-    if (mem == MEM::GPU && detail::hasGpuSide(mat.memType)) return mat.gpuBuffer.get();
-    return nullptr;
+    if (!hasUsableSide(mat, mem)) return nullptr;
+    return (mem == MEM::CPU ? mat.cpuBuffer : mat.gpuBuffer).get();
 }
 
 // Byte offset of element (x, y) of T on side `mem`. Host rows are taken as packed; GPU rows are stepGPU
@@ -83,6 +88,9 @@ T* Mat::getPtr(MEM mem) const {
 template <typename T>
 ERROR_CODE Mat::setTo(const T& value, MEM mem, cudaStream_t stream) {
     if (detail::bytesPerElement(dataType) != sizeof(T)) return ERROR_CODE::FAILURE;
+    // An empty grid has nothing to fill, and no buffer on the runtime's side.
+    if (initialized && (width == 0 || height == 0))
+        return hasUsableSide(*this, mem) ? ERROR_CODE::SUCCESS : ERROR_CODE::FAILURE;
     unsigned char* buffer = usableBuffer(*this, mem);
     if (buffer == nullptr) return ERROR_CODE::FAILURE;
     if (mem == MEM::CPU) {

@@ -1,8 +1,10 @@
 // Mat storage: buffer handles, construction, allocation, release, sharing and the one-line description.
 
 #include <cstdio>
+#include <new>
 #include <string>
 
+#include "core/logging.hpp"
 #include "mat/mat_layout.hpp"
 #include "vela/core/cuda_check.hpp"
 #include "vela/mat/mat.hpp"
@@ -87,6 +89,33 @@ void releaseReported(cudaError_t (*release)(void*), unsigned char* block, const 
 
 }  // namespace
 
+namespace detail {
+
+bool packedSize(const Mat& mat, const char* operation, size_t* rowBytes, size_t* bytes) {
+    if (!__builtin_mul_overflow(mat.width, mat.pixelBytes, rowBytes) &&
+        !__builtin_mul_overflow(*rowBytes, mat.height, bytes))
+        return true;
+    *rowBytes = *bytes = 0;
+    logSizeOverflow(mat, operation);
+    return false;
+}
+
+void logSizeOverflow(const Mat& mat, const char* operation) {
+    logError("{} {} size overflows: {} x {} elements of {} bytes.", "[Mat] ", operation, mat.width,
+             mat.height, mat.pixelBytes);
+}
+
+unsigned char* newHostArray(size_t bytes, const char* operation) {
+    try {
+        return new unsigned char[bytes];
+    } catch (const std::bad_alloc&) {
+        logError("{} {} cannot allocate {} bytes of host memory.", "[Mat] ", operation, bytes);
+        return nullptr;
+    }
+}
+
+}  // namespace detail
+
 // Deleters never throw: a failing release is reported and the program goes on.
 void make_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner) {
     handle = handleOf(ptr, owner, [](unsigned char* block) noexcept { delete[] block; });
@@ -156,7 +185,7 @@ Mat::~Mat() {
 }
 
 // Every runtime call is reported and the work goes on with whatever pointer came back, so the Mat always
-// ends owning, possibly without buffers.
+// ends owning, possibly without buffers. A size that overflows gets no buffer at all, never a short one.
 void Mat::alloc(size_t width_, size_t height_, MAT_TYPE type, MEM mem) {
     free(MEM_BOTH);
     // A reference or a moved-from Mat still shares buffers it no longer describes: they go now.
@@ -172,29 +201,40 @@ void Mat::alloc(size_t width_, size_t height_, MAT_TYPE type, MEM mem) {
     } else if (toValue(mem) > toValue(MEM_UNIFIED)) {
         std::printf("ERROR ALLOC MEM TYPE %d\n", toValue(mem));
     }
-    const size_t rowBytes = width * pixelBytes;
+    size_t rowBytes = 0;
+    size_t bytes = 0;
+    const bool sized = detail::packedSize(*this, "alloc", &rowBytes, &bytes);
+    // An empty grid needs no runtime storage, and the runtime refuses some empty allocations.
+    const bool fromRuntime = sized && bytes != 0;
     if (mem == MEM_MANAGED) {
         void* block = nullptr;
-        VELA_CUDA_CHECK(cudaMallocManaged(&block, rowBytes * height, cudaMemAttachGlobal), kAllocSignature);
+        if (fromRuntime)
+            VELA_CUDA_CHECK(cudaMallocManaged(&block, bytes, cudaMemAttachGlobal), kAllocSignature);
         make_cuda_shared(static_cast<unsigned char*>(block), gpuBuffer, true);
         cpuBuffer = gpuBuffer;
         stepCPU = stepGPU = rowBytes;
     } else if (mem == MEM_UNIFIED) {
         void* host = nullptr;
         void* device = nullptr;
-        VELA_CUDA_CHECK(cudaHostAlloc(&host, rowBytes * height, cudaHostAllocMapped), kAllocSignature);
-        // With unified addressing the device address is the host address: keeping the host address when
-        // the look-up fails still releases the block.
-        if (!VELA_CUDA_CHECK(cudaHostGetDevicePointer(&device, host, 0), kAllocSignature)) device = host;
+        if (fromRuntime) {
+            VELA_CUDA_CHECK(cudaHostAlloc(&host, bytes, cudaHostAllocMapped), kAllocSignature);
+            // With unified addressing the device address is the host address: keeping the host address
+            // when the look-up fails still releases the block.
+            if (!VELA_CUDA_CHECK(cudaHostGetDevicePointer(&device, host, 0), kAllocSignature)) device = host;
+        }
         make_cuda_mapped_shared(static_cast<unsigned char*>(device), gpuBuffer, true);
         cpuBuffer = gpuBuffer;  // host code uses the device address too
         stepCPU = stepGPU = rowBytes;
     } else {
         stepCPU = rowBytes;  // host rows are packed
-        if (mem == MEM::CPU) make_shared(new unsigned char[rowBytes * height], cpuBuffer, true);
+        if (mem == MEM::CPU && sized) make_shared(detail::newHostArray(bytes, "alloc"), cpuBuffer, true);
         if (mem == MEM::GPU) {
             void* block = nullptr;
-            VELA_CUDA_CHECK(cudaMallocPitch(&block, &stepGPU, rowBytes, height), kAllocSignature);
+            if (fromRuntime) {
+                VELA_CUDA_CHECK(cudaMallocPitch(&block, &stepGPU, rowBytes, height), kAllocSignature);
+            } else {
+                stepGPU = rowBytes;  // no rows to pad
+            }
             make_cuda_shared(static_cast<unsigned char*>(block), gpuBuffer, true);
         }
     }
@@ -242,7 +282,7 @@ void Mat::free(MEM mem) {
 void Mat::ref(const Mat& other) {
     if (&other == this) return;
     free(MEM_BOTH);
-    if (other.width * other.height == 0 || !other.initialized) return;
+    if (other.width == 0 || other.height == 0 || !other.initialized) return;
     shareStorage(other, *this);
     initialized = true;
     memoryOwner = false;

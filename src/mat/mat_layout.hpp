@@ -8,6 +8,9 @@
 #include "vela/core/memory_types.hpp"
 
 namespace vela {
+
+class Mat;
+
 namespace detail {
 
 /// Channels per element, indexed by MAT_TYPE value.
@@ -38,6 +41,17 @@ inline bool hasHostSide(MEM mem) {
 inline bool hasGpuSide(MEM mem) {
     return mem == MEM::GPU || mem == MEM_BOTH || mem == MEM_MANAGED || mem == MEM_UNIFIED;
 }
+
+/// Bytes of one packed row and of the whole packed grid of `mat`'s size and type. False when either passes
+/// size_t, after logging that `operation` met a size that overflows: such a grid gets no buffer at all.
+bool packedSize(const Mat& mat, const char* operation, size_t* rowBytes, size_t* bytes);
+
+/// Logs that `operation` met `mat`'s size, which overflows what it must fit in.
+void logSizeOverflow(const Mat& mat, const char* operation);
+
+/// A new host array of `bytes` bytes, released with array delete; null, after logging that `operation`
+/// could not have it, when the allocator refuses. Never throws.
+unsigned char* newHostArray(size_t bytes, const char* operation);
 
 }  // namespace detail
 }  // namespace vela

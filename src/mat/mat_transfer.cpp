@@ -53,9 +53,11 @@ bool hasSide(const Mat& mat, bool host) {
     return host ? detail::hasHostSide(mat.memType) : detail::hasGpuSide(mat.memType);
 }
 
-// A 2-D pitched copy: queued on `stream` without waiting, or synchronous on the null stream.
+// A 2-D pitched copy: queued on `stream` without waiting, or synchronous on the null stream. An empty grid
+// has nothing to copy and no buffers the runtime would accept.
 cudaError_t copy2D(void* dst, size_t dstPitch, const void* src, size_t srcPitch, size_t rowBytes, size_t rows,
                    cudaMemcpyKind kind, cudaStream_t stream) {
+    if (rowBytes == 0 || rows == 0) return cudaSuccess;
     if (stream != nullptr)
         return cudaMemcpy2DAsync(dst, dstPitch, src, srcPitch, rowBytes, rows, kind, stream);
     return cudaMemcpy2D(dst, dstPitch, src, srcPitch, rowBytes, rows, kind);
@@ -63,30 +65,39 @@ cudaError_t copy2D(void* dst, size_t dstPitch, const void* src, size_t srcPitch,
 
 // Makes `dst` fit to receive `src` for `type`, keeping it when its size, type and side already fit.
 // False, touching nothing, when `dst` is `src` itself and would have to be reallocated: that would free
-// the content it is meant to receive.
-bool prepareCopyDestination(const Mat& src, Mat& dst, COPY_TYPE type) {
+// the content it is meant to receive; or when the size cannot reach alloc unchanged (logged under
+// `operation`): the copy would overrun a truncated destination.
+bool prepareCopyDestination(const Mat& src, Mat& dst, COPY_TYPE type, const char* operation) {
     const CopyRoute route = routeOf(type);
     const bool fits = isKnownCopy(type) && dst.initialized && dst.width == src.width &&
                       dst.height == src.height && dst.dataType == src.dataType &&
                       hasSide(dst, route.writesHost) && hasSide(src, route.readsHost);
     if (fits) return true;
     if (&src == &dst) return false;
+    // Sizes pass through 32-bit signed integers on their way into alloc.
+    const auto width = static_cast<int32_t>(src.width);
+    const auto height = static_cast<int32_t>(src.height);
+    if (static_cast<size_t>(width) != src.width || static_cast<size_t>(height) != src.height) {
+        detail::logSizeOverflow(src, operation);
+        return false;
+    }
     const MEM side = type == COPY_TYPE::CPU_GPU || type == COPY_TYPE::GPU_GPU ? MEM::GPU : MEM::CPU;
-    // Sizes pass through 32-bit signed integers on their way into alloc; no image comes near that limit.
-    dst.alloc(static_cast<int32_t>(src.width), static_cast<int32_t>(src.height), src.dataType, side);
+    dst.alloc(width, height, src.dataType, side);
     return true;
 }
 
-// copyTo and setFrom, reporting under the caller's signature.
-ERROR_CODE copyMat(const Mat& src, Mat& dst, COPY_TYPE type, cudaStream_t stream, const char* signature) {
-    if (!prepareCopyDestination(src, dst, type)) return ERROR_CODE::FAILURE;
+// copyTo and setFrom, reporting under the caller's `operation` name and `signature`.
+ERROR_CODE copyMat(const Mat& src, Mat& dst, COPY_TYPE type, cudaStream_t stream, const char* operation,
+                   const char* signature) {
+    size_t rowBytes = 0;
+    size_t bytes = 0;
+    if (!detail::packedSize(src, operation, &rowBytes, &bytes)) return ERROR_CODE::FAILURE;
+    if (!prepareCopyDestination(src, dst, type, operation)) return ERROR_CODE::FAILURE;
     dst.timestamp = src.timestamp;
     const CopyRoute route = routeOf(type);
     const unsigned char* from = (route.readsHost ? src.cpuBuffer : src.gpuBuffer).get();
     unsigned char* to = (route.writesHost ? dst.cpuBuffer : dst.gpuBuffer).get();
-    const size_t rowBytes = src.pixelBytes * src.width;
     if (type == COPY_TYPE::CPU_CPU) {
-        const size_t bytes = rowBytes * src.height;
         if (bytes == 0) return ERROR_CODE::SUCCESS;
         if (from == nullptr || to == nullptr) return ERROR_CODE::FAILURE;  // a side that was never allocated
         // Host rows are packed: one block copy. Both may be one buffer when dst refers to src.
@@ -109,20 +120,25 @@ bool refusesUpdate(const Mat& mat, const char* operation) {
 }  // namespace
 
 ERROR_CODE Mat::copyTo(Mat& dst, COPY_TYPE type, cudaStream_t stream) const {
-    return copyMat(*this, dst, type, stream, kCopyToSignature);
+    return copyMat(*this, dst, type, stream, "copyTo", kCopyToSignature);
 }
 
 ERROR_CODE Mat::setFrom(const Mat& src, COPY_TYPE type, cudaStream_t stream) {
-    return copyMat(src, *this, type, stream, kSetFromSignature);
+    return copyMat(src, *this, type, stream, "setFrom", kSetFromSignature);
 }
 
 ERROR_CODE Mat::updateCPUfromGPU(cudaStream_t stream) {
     if (refusesUpdate(*this, "updateCPUfromGPU")) return ERROR_CODE::FAILURE;
+    size_t rowBytes = 0;
+    size_t bytes = 0;
+    if (!detail::packedSize(*this, "updateCPUfromGPU", &rowBytes, &bytes)) return ERROR_CODE::FAILURE;
     if (memType == MEM_MANAGED) {
-        // Attached to the host and waited for, the buffer may be read at once; the attachment decides.
-        const bool attached = VELA_CUDA_CHECK(
-            cudaStreamAttachMemAsync(stream, gpuBuffer.get(), stepGPU * height, cudaMemAttachHost),
-            kUpdateCpuSignature);
+        // Attached to the host and waited for, the buffer may be read at once; the attachment decides. An
+        // empty grid has no memory to attach.
+        const bool attached =
+            bytes == 0 || VELA_CUDA_CHECK(cudaStreamAttachMemAsync(stream, gpuBuffer.get(), stepGPU * height,
+                                                                   cudaMemAttachHost),
+                                          kUpdateCpuSignature);
         VELA_CUDA_CHECK(cudaStreamSynchronize(stream), kUpdateCpuSignature);
         return statusOf(attached);
     }
@@ -131,18 +147,25 @@ ERROR_CODE Mat::updateCPUfromGPU(cudaStream_t stream) {
         return statusOf(VELA_CUDA_CHECK(cudaStreamSynchronize(stream), kUpdateCpuSignature));
     }
     if (memoryOwner && memType == MEM::GPU) {
-        make_shared(new unsigned char[width * height * pixelBytes], cpuBuffer, true);
-        stepCPU = width * pixelBytes;  // host rows are packed
+        // As when the runtime refuses the GPU buffer of updateGPUfromCPU, nothing is added.
+        unsigned char* host = detail::newHostArray(bytes, "updateCPUfromGPU");
+        if (host == nullptr) return ERROR_CODE::FAILURE;
+        make_shared(host, cpuBuffer, true);
+        stepCPU = rowBytes;  // host rows are packed
         memType = MEM_BOTH;
     }
-    return statusOf(VELA_CUDA_CHECK(copy2D(cpuBuffer.get(), stepCPU, gpuBuffer.get(), stepGPU,
-                                           pixelBytes * width, height, cudaMemcpyDeviceToHost, stream),
+    return statusOf(VELA_CUDA_CHECK(copy2D(cpuBuffer.get(), stepCPU, gpuBuffer.get(), stepGPU, rowBytes,
+                                           height, cudaMemcpyDeviceToHost, stream),
                                     kUpdateCpuSignature));
 }
 
 ERROR_CODE Mat::updateGPUfromCPU(cudaStream_t stream, int /*reserved*/) {
     if (refusesUpdate(*this, "updateGPUfromCPU")) return ERROR_CODE::FAILURE;
+    size_t rowBytes = 0;
+    size_t bytes = 0;
+    if (!detail::packedSize(*this, "updateGPUfromCPU", &rowBytes, &bytes)) return ERROR_CODE::FAILURE;
     if (memType == MEM_MANAGED) {
+        if (bytes == 0) return ERROR_CODE::SUCCESS;  // an empty grid has no memory to attach
         // The null stream stands for every stream, so it can only give the buffer back to all of them.
         const unsigned int flags = stream == nullptr ? cudaMemAttachGlobal : cudaMemAttachSingle;
         return statusOf(VELA_CUDA_CHECK(
@@ -152,16 +175,16 @@ ERROR_CODE Mat::updateGPUfromCPU(cudaStream_t stream, int /*reserved*/) {
     if (memType == MEM_UNIFIED) return ERROR_CODE::SUCCESS;
     if (memoryOwner && memType == MEM::CPU) {
         void* block = nullptr;
-        size_t pitch = 0;
-        if (!VELA_CUDA_CHECK(cudaMallocPitch(&block, &pitch, pixelBytes * width, height),
-                             kUpdateGpuSignature))
+        size_t pitch = rowBytes;  // an empty grid gets no runtime storage and has no rows to pad
+        if (bytes != 0 &&
+            !VELA_CUDA_CHECK(cudaMallocPitch(&block, &pitch, rowBytes, height), kUpdateGpuSignature))
             return ERROR_CODE::FAILURE;
         make_cuda_shared(static_cast<unsigned char*>(block), gpuBuffer, true);
         stepGPU = pitch;
         memType = MEM_BOTH;
     }
-    return statusOf(VELA_CUDA_CHECK(copy2D(gpuBuffer.get(), stepGPU, cpuBuffer.get(), stepCPU,
-                                           pixelBytes * width, height, cudaMemcpyHostToDevice, stream),
+    return statusOf(VELA_CUDA_CHECK(copy2D(gpuBuffer.get(), stepGPU, cpuBuffer.get(), stepCPU, rowBytes,
+                                           height, cudaMemcpyHostToDevice, stream),
                                     kUpdateGpuSignature));
 }
 
@@ -190,12 +213,16 @@ ERROR_CODE Mat::clone(const Mat& src) {
 ERROR_CODE convertImage(Mat& src, Mat& dst, cudaStream_t stream) {
     if (!src.initialized || toValue(src.memType) < toValue(MEM::GPU) || src.dataType != MAT_TYPE::U8_C4)
         return ERROR_CODE::FAILURE;
+    // A kernel never runs on a buffer that is not there: on a GPU that faults and ends the context.
+    const bool empty = src.width == 0 || src.height == 0;
+    if (!empty && src.gpuBuffer == nullptr) return ERROR_CODE::FAILURE;
     // Reallocating the source as its own destination would free the image being converted.
     if (&src == &dst) return ERROR_CODE::FAILURE;
     if (!dst.initialized || dst.width != src.width || dst.height != src.height || dst.memType == MEM::CPU ||
         dst.dataType != MAT_TYPE::S8_C4) {
         dst.alloc(src.width, src.height, MAT_TYPE::S8_C4, MEM::GPU);
     }
+    if (!empty && dst.gpuBuffer == nullptr) return ERROR_CODE::FAILURE;  // its allocation failed, reported
     VELA_CUDA_CHECK(
         cu_cvt2Signed(src.getPtr<Vector4<unsigned char>>(MEM::GPU), dst.getPtr<Vector4<char>>(MEM::GPU),
                       src.stepGPU, dst.stepGPU, src.getResolution(), stream),

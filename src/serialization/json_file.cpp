@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -23,6 +24,15 @@ bool writeAll(int fd, const std::string& content) {
         left -= static_cast<size_t>(written);
     }
     return true;
+}
+
+// Writes `content` over the device or pipe at `path`, which has no contents of its own to keep safe. A pipe
+// without a reader is refused rather than waited on.
+bool writeInPlace(const std::string& path, const std::string& content) {
+    const int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return false;
+    const bool written = ::fcntl(fd, F_SETFL, 0) == 0 && writeAll(fd, content);
+    return ::close(fd) == 0 && written;
 }
 
 }  // namespace
@@ -45,7 +55,8 @@ JSON_FILE_STATUS loadJSONFile(const std::string& path, json& document) {
         return errno == ENOENT || errno == ENOTDIR ? JSON_FILE_STATUS::NOT_FOUND
                                                    : JSON_FILE_STATUS::UNREADABLE;
     }
-    if (S_ISDIR(info.st_mode)) return JSON_FILE_STATUS::UNREADABLE;
+    // Only files are read: a device may never end (/dev/zero), a pipe may never be written.
+    if (!S_ISREG(info.st_mode)) return JSON_FILE_STATUS::UNREADABLE;
     std::ifstream file(path, std::ios::binary);
     if (!file) return JSON_FILE_STATUS::UNREADABLE;
     std::ostringstream content;
@@ -65,16 +76,35 @@ JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, boo
     }
     content += '\n';
 
-    std::string temporary = path + ".tmpXXXXXX";
+    // A link is followed: the file it names is replaced, and the link stays.
+    std::string target = path;
+    if (char* resolved = ::realpath(path.c_str(), nullptr)) {
+        target = resolved;
+        std::free(resolved);
+    }
+    struct stat existing {};
+    const bool exists = ::stat(target.c_str(), &existing) == 0;
+    if (exists && S_ISDIR(existing.st_mode)) return JSON_FILE_STATUS::UNWRITABLE;
+    if (exists && !S_ISREG(existing.st_mode)) {
+        // Renaming over a device or a pipe would put a plain file in its place.
+        return writeInPlace(target, content) ? JSON_FILE_STATUS::SUCCESS : JSON_FILE_STATUS::UNWRITABLE;
+    }
+
+    std::string temporary = target + ".tmpXXXXXX";
     const int fd = ::mkstemp(temporary.data());
     if (fd < 0) return JSON_FILE_STATUS::UNWRITABLE;
-    // A new file gets the usual permissions rather than mkstemp's private ones.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(fd, 0666 & ~mask);
+    // The file keeps the permissions of the one it replaces; a new one gets the usual permissions rather
+    // than mkstemp's private ones.
+    mode_t mode = existing.st_mode & 07777;
+    if (!exists) {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode = 0666 & ~mask;
+    }
+    ::fchmod(fd, mode);
     const bool written = writeAll(fd, content) && ::fsync(fd) == 0;
     const bool closed = ::close(fd) == 0;
-    if (!written || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    if (!written || !closed || ::rename(temporary.c_str(), target.c_str()) != 0) {
         ::unlink(temporary.c_str());
         return JSON_FILE_STATUS::UNWRITABLE;
     }

@@ -17,12 +17,14 @@ using json = nlohmann::json;
 /// Parses `text`; true when it is one JSON document. On failure `document` is null.
 bool parseJSONFile(const String& text, json& document);
 
-/// Reads and parses the file at `path`; on failure `document` is null and the result says why.
+/// Reads and parses the file at `path`; on failure `document` is null and the result says why. Only regular
+/// files are read: a directory, a device or a pipe is UNREADABLE.
 JSON_FILE_STATUS loadJSONFile(const std::string& path, json& document);
 
 /// Writes `document` to `path` (2-blank indentation when `indented`, else one compact line) through a
 /// temporary file in the same directory renamed over the target, so a crash or a full disk leaves either
-/// the old file or the new one, never a mix.
+/// the old file, with its permissions, or the new one, never a mix. A link is followed; a device or a pipe
+/// is written in place; a directory is UNWRITABLE.
 JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, bool indented);
 
 /// One compact line: no ASCII escaping, invalid UTF-8 refused with the library's exception.

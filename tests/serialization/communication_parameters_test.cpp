@@ -247,6 +247,26 @@ TEST_F(CommunicationParametersFiles, failed_reads_and_writes_return_false_and_ke
     EXPECT_TRUE(drain().empty());  // a failed write is reported by the result alone
 }
 
+TEST_F(CommunicationParametersFiles, file_system_faults_return_false_and_keep_the_record_and_the_file) {
+    const CommunicationParameters start = network("10.0.0.2", 1);
+    ASSERT_TRUE(start.save(path("comm.json"), kJson));
+    const std::string saved = readFile(dir / "comm.json");
+    fs::create_directory(dir / "folder.json");
+    EXPECT_FALSE(network("10.0.0.3", 2).save(path("folder.json"), kJson));
+    EXPECT_EQ(readFile(dir / "comm.json"), saved);
+
+    CommunicationParameters record = start;
+    EXPECT_FALSE(record.load(path("folder.json"), kJson));
+    fs::remove(dir / "comm.json");
+    EXPECT_FALSE(record.load(path("comm.json"), kJson)) << "removed since it was saved";
+    EXPECT_EQ(record, start);
+    const auto messages = drain();
+    ASSERT_EQ(messages.size(), 2u);
+    EXPECT_EQ(messages[1].second,
+              "Error loading JSON CommunicationParameters file " + path("comm.json").str());
+    EXPECT_TRUE(fs::is_directory(dir / "folder.json") && fs::is_empty(dir / "folder.json"));
+}
+
 TEST(ExtractIpPort, normalises_and_splits_matching_addresses) {
     struct Case {
         const char* text;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <grp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -9,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 
@@ -175,6 +178,129 @@ TEST_F(JsonFiles, interrupted_save_leaves_the_old_file_intact) {
         }
         EXPECT_EQ(readFile(path), "{\"kept\":true}\n");
     }
+}
+
+// Runs `attempt` in a child process without root's privileges (as user nobody when the tests run as root,
+// whom permissions do not stop) and returns its exit code: 77 when those privileges could not be dropped.
+int exitCodeUnprivileged(const std::function<bool()>& attempt) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        constexpr uid_t kNobody = 65534;
+        if (::geteuid() == 0 &&
+            (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0))
+            std::_Exit(77);
+        std::_Exit(attempt() ? 0 : 1);
+    }
+    int status = 0;
+    if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+    return WEXITSTATUS(status);
+}
+
+TEST_F(JsonFiles, a_folder_without_write_permission_keeps_its_files) {
+    const fs::path locked = dir / "locked";
+    fs::create_directory(locked);
+    writeFile(locked / "config.json", "{\"kept\":true}\n");
+    writeFile(locked / "secret.json", "{}");
+    fs::permissions(locked / "secret.json", fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(locked, fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
+                                fs::perms::others_exec);
+    fs::permissions(dir, fs::perms::owner_all | fs::perms::others_exec);
+    const int result = exitCodeUnprivileged([&] {
+        json document;
+        return vela::saveJSONFile((locked / "config.json").string(), json{{"new", 1}}, true) ==
+                   JSON_FILE_STATUS::UNWRITABLE &&
+               vela::loadJSONFile((locked / "secret.json").string(), document) ==
+                   JSON_FILE_STATUS::UNREADABLE;
+    });
+    fs::permissions(locked, fs::perms::owner_all);
+    if (result == 77) GTEST_SKIP() << "running as root without the means to drop to user nobody";
+    EXPECT_EQ(result, 0) << "the save must fail as UNWRITABLE and the read as UNREADABLE";
+    EXPECT_EQ(readFile(locked / "config.json"), "{\"kept\":true}\n");
+    EXPECT_EQ(std::distance(fs::directory_iterator(locked), {}), 2) << "no temporary is left";
+}
+
+// Writing to /dev/full fails with ENOSPC, as on a full disk. A device has no contents to keep, so it is
+// written in place: renaming a temporary over it would put a plain file where the device was.
+TEST_F(JsonFiles, a_full_disk_fails_the_save_and_a_device_stays_a_device) {
+    struct stat info {};
+    for (const char* device : {"/dev/full", "/dev/null", "/dev/zero"}) {
+        if (::stat(device, &info) != 0 || !S_ISCHR(info.st_mode)) GTEST_SKIP() << "no " << device << " here";
+    }
+    const auto temporaries = [] {
+        size_t count = 0;
+        for (const fs::directory_entry& entry : fs::directory_iterator("/dev"))
+            count += entry.path().filename().string().find(".tmp") != std::string::npos;
+        return count;
+    };
+    const size_t before = temporaries();
+    const json document{{"data", std::string(1 << 16, 'x')}};
+    EXPECT_EQ(vela::saveJSONFile("/dev/full", document, false), JSON_FILE_STATUS::UNWRITABLE);
+    EXPECT_EQ(vela::saveJSONFile("/dev/null", document, false), JSON_FILE_STATUS::SUCCESS);
+    for (const char* device : {"/dev/full", "/dev/null"}) {
+        ASSERT_EQ(::stat(device, &info), 0);
+        EXPECT_TRUE(S_ISCHR(info.st_mode)) << device << " was replaced";
+    }
+    EXPECT_EQ(temporaries(), before);
+    json read = json::object();
+    EXPECT_EQ(vela::loadJSONFile("/dev/zero", read), JSON_FILE_STATUS::UNREADABLE) << "it never ends";
+    EXPECT_TRUE(read.is_null());
+}
+
+TEST_F(JsonFiles, a_directory_or_a_pipe_at_the_path_is_neither_replaced_nor_read) {
+    fs::create_directory(dir / "folder.json");
+    ASSERT_EQ(::mkfifo((dir / "pipe.json").c_str(), 0600), 0);
+    for (const char* name : {"folder.json", "pipe.json"}) {
+        // A pipe without a reader is refused at once rather than waited on.
+        EXPECT_EQ(vela::saveJSONFile((dir / name).string(), json{{"a", 1}}, false),
+                  JSON_FILE_STATUS::UNWRITABLE)
+            << name;
+        json document = json::object();
+        EXPECT_EQ(vela::loadJSONFile((dir / name).string(), document), JSON_FILE_STATUS::UNREADABLE) << name;
+        EXPECT_TRUE(document.is_null());
+    }
+    EXPECT_TRUE(fs::is_directory(dir / "folder.json") && fs::is_empty(dir / "folder.json"));
+    EXPECT_TRUE(fs::is_fifo(dir / "pipe.json"));
+    EXPECT_EQ(entries(), 2u);
+
+    // With a reader, the text goes down the pipe.
+    const int reader = ::open((dir / "pipe.json").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    EXPECT_EQ(vela::saveJSONFile((dir / "pipe.json").string(), json{{"a", 1}}, false),
+              JSON_FILE_STATUS::SUCCESS);
+    char received[16] = {};
+    EXPECT_EQ(::read(reader, received, sizeof(received) - 1), 8);
+    EXPECT_STREQ(received, "{\"a\":1}\n");
+    ::close(reader);
+}
+
+TEST_F(JsonFiles, a_file_or_folder_removed_between_two_calls) {
+    const fs::path path = dir / "sub" / "config.json";
+    fs::create_directory(dir / "sub");
+    ASSERT_EQ(vela::saveJSONFile(path.string(), json{{"a", 1}}, false), JSON_FILE_STATUS::SUCCESS);
+    fs::remove(path);
+    json document = json::object();
+    EXPECT_EQ(vela::loadJSONFile(path.string(), document), JSON_FILE_STATUS::NOT_FOUND);
+    EXPECT_TRUE(document.is_null());
+    EXPECT_EQ(vela::saveJSONFile(path.string(), json{{"a", 2}}, false), JSON_FILE_STATUS::SUCCESS);
+    EXPECT_EQ(readFile(path), "{\"a\":2}\n");
+
+    fs::remove_all(dir / "sub");
+    EXPECT_EQ(vela::saveJSONFile(path.string(), json{{"a", 3}}, false), JSON_FILE_STATUS::UNWRITABLE);
+    EXPECT_EQ(vela::loadJSONFile(path.string(), document), JSON_FILE_STATUS::NOT_FOUND);
+    EXPECT_EQ(entries(), 0u);
+}
+
+TEST_F(JsonFiles, saving_through_a_link_replaces_the_file_it_names_and_keeps_its_permissions) {
+    const fs::perms ownerOnly = fs::perms::owner_read | fs::perms::owner_write;
+    writeFile(dir / "real.json", "old");
+    fs::permissions(dir / "real.json", ownerOnly);
+    fs::create_symlink("real.json", dir / "link.json");
+    ASSERT_EQ(vela::saveJSONFile((dir / "link.json").string(), json{{"a", 1}}, false),
+              JSON_FILE_STATUS::SUCCESS);
+    EXPECT_TRUE(fs::is_symlink(dir / "link.json"));
+    EXPECT_EQ(readFile(dir / "real.json"), "{\"a\":1}\n");
+    EXPECT_EQ(fs::status(dir / "real.json").permissions(), ownerOnly);
+    EXPECT_EQ(entries(), 2u);
 }
 
 }  // namespace

@@ -81,7 +81,8 @@ class VELA_API Mat {
     ~Mat();
 
     /// Frees, then allocates an owned grid: host rows packed, GPU rows pitched. MEM_BOTH is served by one
-    /// mapped buffer (MEM_UNIFIED). Failures are reported on standard output; the Mat still ends owning.
+    /// mapped buffer (MEM_UNIFIED). Runtime failures are reported on standard output; a size whose bytes
+    /// overflow, or a host array the allocator refuses, is logged. The Mat still ends owning, bufferless.
     void alloc(size_t width, size_t height, MAT_TYPE type, MEM mem = MEM::CPU);
     /// Same as alloc(resolution.width, resolution.height, type, mem).
     void alloc(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);

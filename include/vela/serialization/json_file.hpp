@@ -11,7 +11,7 @@ namespace vela {
 enum class JSON_FILE_STATUS : int32_t {
     SUCCESS = 0,
     NOT_FOUND = 1,     ///< no file at the path
-    UNREADABLE = 2,    ///< the path exists but cannot be read (permissions, a directory, an I/O error)
+    UNREADABLE = 2,    ///< the path exists but cannot be read (permissions, not a regular file, an I/O error)
     INVALID_JSON = 3,  ///< the file was read but does not hold one JSON document
     UNWRITABLE = 4,    ///< the file could not be written completely; the previous file is untouched
 };
