@@ -64,4 +64,71 @@ cudaError_t cu_cvt2Signed(const Vector4<unsigned char>* src, Vector4<char>* dst,
     return cudaSuccess;
 }
 
+namespace {
+
+template <typename PerElement>
+void forEachElement(size_t width, size_t height, PerElement perElement) {
+    for (size_t y = 0; y < height; ++y)
+        for (size_t x = 0; x < width; ++x)
+            perElement(x, y);
+}
+
+// The point-cloud kernels: the first `Count` floats of each element scaled, or each element through the 3x3
+// block of a matrix whose rows are `Stride` floats apart and which must itself lie in GPU-visible memory.
+template <int Count, typename T>
+cudaError_t simulateFactor(const char* launcher, T* gpu, float factor, size_t stepBytes, size_t width,
+                           size_t height, cudaStream_t stream) {
+    if (width == 0 || height == 0) return cudaSuccess;
+    cudaError_t status;
+    auto* data = reinterpret_cast<T*>(
+        launchView(launcher, gpu, width * sizeof(T), height, stepBytes, stream, &status));
+    if (data == nullptr) return status;
+    forEachElement(width, height, [&](size_t x, size_t y) {
+        elementwise::applyFactor<Count>(data, stepBytes, x, y, factor);
+    });
+    return cudaSuccess;
+}
+
+template <int Stride, typename T>
+cudaError_t simulateMat(const char* launcher, T* gpu, const float* matrix, size_t stepBytes, size_t width,
+                        size_t height, cudaStream_t stream) {
+    if (width == 0 || height == 0) return cudaSuccess;
+    cudaError_t status;
+    auto* data = reinterpret_cast<T*>(
+        launchView(launcher, gpu, width * sizeof(T), height, stepBytes, stream, &status));
+    if (data == nullptr) return status;
+    const auto* m = static_cast<const float*>(sim::deviceView(matrix, Stride * Stride * sizeof(float)));
+    if (m == nullptr) return sim::recordError(cudaErrorIllegalAddress);
+    forEachElement(width, height,
+                   [&](size_t x, size_t y) { elementwise::applyMat<Stride>(data, stepBytes, x, y, m); });
+    return cudaSuccess;
+}
+
+}  // namespace
+
+template <typename T>
+cudaError_t cu_applyFactor(T* gpu, float factor, size_t stepBytes, size_t width, size_t height,
+                           cudaStream_t stream) {
+    return simulateFactor<sizeof(T) / sizeof(float)>("cu_applyFactor", gpu, factor, stepBytes, width, height,
+                                                     stream);
+}
+template cudaError_t cu_applyFactor<float>(float*, float, size_t, size_t, size_t, cudaStream_t);
+template cudaError_t cu_applyFactor<Vector3<float>>(Vector3<float>*, float, size_t, size_t, size_t,
+                                                    cudaStream_t);
+
+cudaError_t cu_applyFactor4f(Vector4<float>* gpu, float factor, size_t stepBytes, size_t width, size_t height,
+                             cudaStream_t stream) {
+    return simulateFactor<3>("cu_applyFactor4f", gpu, factor, stepBytes, width, height, stream);
+}
+
+cudaError_t cu_applyMat3f(Vector3<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
+                          size_t height, cudaStream_t stream) {
+    return simulateMat<3>("cu_applyMat3f", gpu, matrix, stepBytes, width, height, stream);
+}
+
+cudaError_t cu_applyMat4f(Vector4<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
+                          size_t height, cudaStream_t stream) {
+    return simulateMat<4>("cu_applyMat4f", gpu, matrix, stepBytes, width, height, stream);
+}
+
 }  // namespace vela
