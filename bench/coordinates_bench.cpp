@@ -43,38 +43,38 @@ void countBytes(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 2 * static_cast<int64_t>(kBytes));
 }
 
-// Metres to millimetres and back on alternate iterations, so that the data, the subnormal colours included,
-// keeps its magnitude however long the run.
-template <uint8_t Unused>
-void unitScale_vela(benchmark::State& state) {
+// Times convert(cloud, forth) on a cloud whose colours have the unused byte `Unused`, `forth` alternating
+// so that the data, subnormal colours included, keeps its magnitude however long the run.
+template <uint8_t Unused, typename Convert>
+void timeAlternating(benchmark::State& state, Convert convert) {
     vela::Mat cloud;
     fillCloud(cloud, Unused);
-    bool toMillimetres = true;
+    bool forth = true;
     for (auto _ : state) {
-        const vela::UNIT from = toMillimetres ? vela::UNIT::METER : vela::UNIT::MILLIMETER;
-        const vela::UNIT to = toMillimetres ? vela::UNIT::MILLIMETER : vela::UNIT::METER;
-        benchmark::DoNotOptimize(vela::convertUnit(cloud, from, to, vela::MEM::CPU));
+        benchmark::DoNotOptimize(convert(cloud, forth));
         benchmark::ClobberMemory();
-        toMillimetres = !toMillimetres;
+        forth = !forth;
     }
     countBytes(state);
 }
 
-// Z up to IMAGE and back on alternate iterations.
+// Metres to millimetres and back.
+template <uint8_t Unused>
+void unitScale_vela(benchmark::State& state) {
+    timeAlternating<Unused>(state, [](vela::Mat& cloud, bool forth) {
+        const vela::UNIT m = vela::UNIT::METER, mm = vela::UNIT::MILLIMETER;
+        return vela::convertUnit(cloud, forth ? m : mm, forth ? mm : m, vela::MEM::CPU);
+    });
+}
+
+// Z up to IMAGE and back.
 template <uint8_t Unused>
 void axes_vela(benchmark::State& state) {
-    vela::Mat cloud;
-    fillCloud(cloud, Unused);
-    bool toImage = true;
-    for (auto _ : state) {
+    timeAlternating<Unused>(state, [](vela::Mat& cloud, bool forth) {
         const vela::COORDINATE_SYSTEM zUp = vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP;
         const vela::COORDINATE_SYSTEM image = vela::COORDINATE_SYSTEM::IMAGE;
-        benchmark::DoNotOptimize(vela::convertCoordinateSystem(cloud, toImage ? zUp : image,
-                                                               toImage ? image : zUp, vela::MEM::CPU));
-        benchmark::ClobberMemory();
-        toImage = !toImage;
-    }
-    countBytes(state);
+        return vela::convertCoordinateSystem(cloud, forth ? zUp : image, forth ? image : zUp, vela::MEM::CPU);
+    });
 }
 
 // The same bytes copied to a second buffer, both touched beforehand.

@@ -11,6 +11,8 @@
 #include <limits>
 #include <string>
 
+#include "geometry/reference_rotation.hpp"
+
 namespace {
 
 using vela::COORDINATE_SYSTEM;
@@ -20,6 +22,7 @@ using vela::Matrix4f;
 using vela::Transform;
 using vela::UNIT;
 using vela::Vector3;
+using vela::test::Matrix3d;
 
 // Directions in IMAGE coordinates.
 struct Direction {
@@ -225,34 +228,6 @@ TEST(Gravity, parallel_vectors_give_non_finite_elements) {
         EXPECT_TRUE(std::isnan(element));
 }
 
-// Rotations in double: R = I + sin θ K + (1 - cos θ) K² for the unit axis with cross-product matrix K.
-struct Matrix3d {
-    double m[3][3];
-};
-
-Matrix3d axisAngle(double angle, const Vector3<float>& axis) {
-    const double x = axis.x, y = axis.y, z = axis.z;
-    const double k[3][3] = {{0, -z, y}, {z, 0, -x}, {-y, x, 0}};
-    Matrix3d r{};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) {
-            double k2 = 0;
-            for (int l = 0; l < 3; ++l)
-                k2 += k[i][l] * k[l][j];
-            r.m[i][j] = (i == j ? 1.0 : 0.0) + std::sin(angle) * k[i][j] + (1 - std::cos(angle)) * k2;
-        }
-    return r;
-}
-
-Matrix3d operator*(const Matrix3d& a, const Matrix3d& b) {
-    Matrix3d r{};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            for (int k = 0; k < 3; ++k)
-                r.m[i][j] += a.m[i][k] * b.m[k][j];
-    return r;
-}
-
 Transform poseOf(const Matrix3d& rotation, const vela::Translation& translation) {
     Transform pose;
     for (int i = 0; i < 3; ++i)
@@ -260,6 +235,12 @@ Transform poseOf(const Matrix3d& rotation, const vela::Translation& translation)
             pose(i, j) = static_cast<float>(rotation.m[i][j]);
     pose.setTranslation(translation);
     return pose;
+}
+
+// Rotation by `angle` about direction `d`, written in `system`.
+Matrix3d about(const Axes& system, const Direction& d, double angle) {
+    const Vector3<float> axis = inSystem(system, d);
+    return vela::test::axisAngle(angle, axis.x, axis.y, axis.z);
 }
 
 // Heading, tilt and turn about the forward axis, in radians: yaw about the vertical, pitch about the side
@@ -271,8 +252,8 @@ struct Attitude {
 // The pose of a body with `attitude` in `system`, whose vertical, side and forward axes are IMAGE's up,
 // right and forward written in that system.
 Matrix3d attitudeIn(const Axes& system, double roll, double pitch, double yaw) {
-    return axisAngle(yaw, inSystem(system, kUp)) * axisAngle(pitch, inSystem(system, kRight)) *
-           axisAngle(roll, inSystem(system, kForward));
+    return vela::test::product(vela::test::product(about(system, kUp, yaw), about(system, kRight, pitch)),
+                               about(system, kForward, roll));
 }
 
 // Float rounding plus the kit's π of 3.14159 in the fold, which moves an angle by up to 5.3e-6.
@@ -318,8 +299,7 @@ TEST(RemoveYaw, beyond_the_guard_band_the_tilt_is_a_quarter_turn_about_the_side_
             SCOPED_TRACE(nameOf(system.system) + " pitch " + std::to_string(pitch));
             Transform pose = poseOf(attitudeIn(system, 0.4, pitch, -0.8), translation);
             ASSERT_EQ(vela::removeYaw(pose, system.system), ERROR_CODE::SUCCESS);
-            const Matrix3d expected =
-                axisAngle(pitch > 0 ? quarterTurn : -quarterTurn, inSystem(system, kRight));
+            const Matrix3d expected = about(system, kRight, pitch > 0 ? quarterTurn : -quarterTurn);
             for (int i = 0; i < 3; ++i)
                 for (int j = 0; j < 3; ++j)
                     EXPECT_NEAR(pose(i, j), expected.m[i][j], kAttitudeTolerance) << i << "," << j;

@@ -66,42 +66,40 @@ cudaError_t cu_cvt2Signed(const Vector4<unsigned char>* src, Vector4<char>* dst,
 
 namespace {
 
-template <typename PerElement>
-void forEachElement(size_t width, size_t height, PerElement perElement) {
+// The point-cloud kernels: perElement(data, x, y) over the grid, `data` the simulator's view of `gpu`, after
+// the launch checks. `inputsVisible` tells whether the kernel's other inputs lie in GPU-visible memory.
+template <typename T, typename PerElement>
+cudaError_t simulateGrid(const char* launcher, T* gpu, size_t stepBytes, size_t width, size_t height,
+                         cudaStream_t stream, bool inputsVisible, PerElement perElement) {
+    if (width == 0 || height == 0) return cudaSuccess;
+    cudaError_t status;
+    auto* data = reinterpret_cast<T*>(
+        launchView(launcher, gpu, width * sizeof(T), height, stepBytes, stream, &status));
+    if (data == nullptr) return status;
+    if (!inputsVisible) return sim::recordError(cudaErrorIllegalAddress);
     for (size_t y = 0; y < height; ++y)
         for (size_t x = 0; x < width; ++x)
-            perElement(x, y);
+            perElement(data, x, y);
+    return cudaSuccess;
 }
 
-// The point-cloud kernels: the first `Count` floats of each element scaled, or each element through the 3x3
-// block of a matrix whose rows are `Stride` floats apart and which must itself lie in GPU-visible memory.
+// The first `Count` floats of each element scaled.
 template <int Count, typename T>
 cudaError_t simulateFactor(const char* launcher, T* gpu, float factor, size_t stepBytes, size_t width,
                            size_t height, cudaStream_t stream) {
-    if (width == 0 || height == 0) return cudaSuccess;
-    cudaError_t status;
-    auto* data = reinterpret_cast<T*>(
-        launchView(launcher, gpu, width * sizeof(T), height, stepBytes, stream, &status));
-    if (data == nullptr) return status;
-    forEachElement(width, height, [&](size_t x, size_t y) {
-        elementwise::applyFactor<Count>(data, stepBytes, x, y, factor);
-    });
-    return cudaSuccess;
+    return simulateGrid(
+        launcher, gpu, stepBytes, width, height, stream, true,
+        [&](T* data, size_t x, size_t y) { elementwise::applyFactor<Count>(data, stepBytes, x, y, factor); });
 }
 
+// Each element through the 3x3 block of a matrix in GPU memory whose rows are `Stride` floats apart.
 template <int Stride, typename T>
 cudaError_t simulateMat(const char* launcher, T* gpu, const float* matrix, size_t stepBytes, size_t width,
                         size_t height, cudaStream_t stream) {
-    if (width == 0 || height == 0) return cudaSuccess;
-    cudaError_t status;
-    auto* data = reinterpret_cast<T*>(
-        launchView(launcher, gpu, width * sizeof(T), height, stepBytes, stream, &status));
-    if (data == nullptr) return status;
     const auto* m = static_cast<const float*>(sim::deviceView(matrix, Stride * Stride * sizeof(float)));
-    if (m == nullptr) return sim::recordError(cudaErrorIllegalAddress);
-    forEachElement(width, height,
-                   [&](size_t x, size_t y) { elementwise::applyMat<Stride>(data, stepBytes, x, y, m); });
-    return cudaSuccess;
+    return simulateGrid(
+        launcher, gpu, stepBytes, width, height, stream, m != nullptr,
+        [&](T* data, size_t x, size_t y) { elementwise::applyMat<Stride>(data, stepBytes, x, y, m); });
 }
 
 }  // namespace
