@@ -11,6 +11,7 @@
 #include "vela/core/string.hpp"
 #include "vela/core/uuid.hpp"
 #include "vela/core/vector.hpp"
+#include "vela/geometry/coordinate_system.hpp"
 #include "vela/geometry/matrix3f.hpp"
 #include "vela/geometry/matrix4f.hpp"
 #include "vela/geometry/orientation.hpp"

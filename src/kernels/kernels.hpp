@@ -24,4 +24,22 @@ cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, 
 cudaError_t cu_cvt2Signed(const Vector4<unsigned char>* src, Vector4<char>* dst, size_t srcStepBytes,
                           size_t dstStepBytes, Resolution resolution, cudaStream_t stream);
 
+/// Multiplies every float of the width x height grid of T (float or Vector3<float>) at `gpu` by `factor`.
+template <typename T>
+cudaError_t cu_applyFactor(T* gpu, float factor, size_t stepBytes, size_t width, size_t height,
+                           cudaStream_t stream);
+
+/// Multiplies x, y and z of every point by `factor`; the fourth float (a packed colour) keeps its bits.
+cudaError_t cu_applyFactor4f(Vector4<float>* gpu, float factor, size_t stepBytes, size_t width, size_t height,
+                             cudaStream_t stream);
+
+/// Replaces every point by `matrix` · point; `matrix` is a row-major 3x3 in GPU memory.
+cudaError_t cu_applyMat3f(Vector3<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
+                          size_t height, cudaStream_t stream);
+
+/// Replaces x, y and z of every point by the upper-left 3x3 block of `matrix` (a row-major 4x4 in GPU
+/// memory) times them; the fourth float keeps its bits.
+cudaError_t cu_applyMat4f(Vector4<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
+                          size_t height, cudaStream_t stream);
+
 }  // namespace vela

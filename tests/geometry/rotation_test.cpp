@@ -8,43 +8,19 @@
 #include <cmath>
 #include <vector>
 
+#include "geometry/reference_rotation.hpp"
+
 namespace {
 
 using vela::Matrix3f;
 using vela::Orientation;
 using vela::Rotation;
 using vela::Translation;
+using vela::test::axisAngle;
+using vela::test::Matrix3d;
+using vela::test::product;
 
 const double kPi = 3.14159265358979323846;
-
-struct Matrix3d {
-    double m[3][3];
-};
-
-Matrix3d product(const Matrix3d& a, const Matrix3d& b) {
-    Matrix3d r{};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            for (int k = 0; k < 3; ++k)
-                r.m[i][j] += a.m[i][k] * b.m[k][j];
-    return r;
-}
-
-// R = I + sin θ K + (1 - cos θ) K², K the cross-product matrix of the unit axis.
-Matrix3d axisAngle(double angle, double x, double y, double z) {
-    const double n = std::sqrt(x * x + y * y + z * z);
-    x /= n, y /= n, z /= n;
-    const double k[3][3] = {{0, -z, y}, {z, 0, -x}, {-y, x, 0}};
-    Matrix3d r{};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) {
-            double k2 = 0;
-            for (int l = 0; l < 3; ++l)
-                k2 += k[i][l] * k[l][j];
-            r.m[i][j] = (i == j ? 1.0 : 0.0) + std::sin(angle) * k[i][j] + (1 - std::cos(angle)) * k2;
-        }
-    return r;
-}
 
 Matrix3d degreesXYZ(double a0, double a1, double a2) {
     const double d = kPi / 180;

@@ -1,0 +1,154 @@
+// Unit scaling and change of axes of whole point clouds, by host loops or by the GPU kernels.
+
+#include <cuda_runtime_api.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "geometry/conversion_ranges.hpp"
+#include "kernels/elementwise.hpp"
+#include "kernels/kernels.hpp"
+#include "mat/mat_layout.hpp"
+#include "vela/core/cuda_check.hpp"
+#include "vela/geometry/coordinate_system.hpp"
+
+namespace vela {
+namespace {
+
+constexpr const char* kConvertUnitSignature =
+    "vela::ERROR_CODE vela::convertUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM)";
+constexpr const char* kConvertSystemSignature =
+    "vela::ERROR_CODE vela::convertCoordinateSystem(vela::Mat&, vela::COORDINATE_SYSTEM, "
+    "vela::COORDINATE_SYSTEM, vela::MEM)";
+
+bool isPointCloud(MAT_TYPE type) {
+    return type == MAT_TYPE::F32_C3 || type == MAT_TYPE::F32_C4;
+}
+
+// Converts the points of `mat` on the side `mem` names: CPU calls hostRow(row, width) for each host row,
+// rows `stepCPU` bytes apart (a wrapped user buffer may pad them); GPU and MEM_BOTH call
+// gpuLaunch(buffer, stepGPU, width, height), which queues kernels on the default stream and reports whether
+// the runtime took them, and MEM_BOTH then copies the GPU content to the host. Width and height are read as
+// 32-bit signed: below 1 nothing is converted.
+template <typename HostRow, typename GpuLaunch>
+ERROR_CODE convertPoints(Mat& mat, MEM mem, HostRow hostRow, GpuLaunch gpuLaunch) {
+    const bool onHost = mem == MEM::CPU;
+    if (!onHost && mem != MEM::GPU && mem != MEM_BOTH) return ERROR_CODE::SUCCESS;
+    const int32_t width = static_cast<int32_t>(mat.width);
+    const int32_t height = static_cast<int32_t>(mat.height);
+    if (width < 1 || height < 1) return ERROR_CODE::SUCCESS;
+    if (onHost) {
+        unsigned char* host = detail::hasHostSide(mat.memType) ? mat.cpuBuffer.get() : nullptr;
+        if (host == nullptr) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
+        for (int32_t y = 0; y < height; ++y)
+            hostRow(reinterpret_cast<float*>(host + static_cast<size_t>(y) * mat.stepCPU),
+                    static_cast<size_t>(width));
+        return ERROR_CODE::SUCCESS;
+    }
+    unsigned char* gpu = detail::hasGpuSide(mat.memType) ? mat.gpuBuffer.get() : nullptr;
+    if (gpu == nullptr) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
+    if (!gpuLaunch(gpu, mat.stepGPU, static_cast<size_t>(width), static_cast<size_t>(height)))
+        return ERROR_CODE::FAILURE;
+    // The conversion is done whatever the copy back reports.
+    if (mem == MEM_BOTH) mat.updateCPUfromGPU(nullptr);
+    return ERROR_CODE::SUCCESS;
+}
+
+// The factor as a double that the compiler cannot trace back to a float: knowing that, it would turn the
+// double products of scaleFloats back into float multiplications (the bits are equal), slow path included.
+double opaqueWidening(float factor) {
+    volatile double wide = factor;
+    return wide;
+}
+
+// `count` floats times `factor`, each product exact in double and rounded once: the same bits as float
+// multiplication. A float multiplication with a subnormal operand takes a slow microcode path on x86, and
+// the packed colour of a point whose unused byte is 0 is subnormal; conversions to and from double are not
+// slowed by it.
+void scaleFloats(float* row, size_t count, double factor) {
+    for (size_t i = 0; i < count; ++i)
+        row[i] = static_cast<float>(row[i] * factor);
+}
+
+// Points of N floats through the 3x3 block of the N x N row-major `matrix`.
+template <int N>
+void transformPoints(float* row, size_t count, const float* matrix) {
+    float m[N * N];  // a local copy, which the compiler knows the points cannot overwrite
+    std::memcpy(m, matrix, sizeof(m));
+    for (size_t i = 0; i < count; ++i)
+        elementwise::transformPoint<N>(m, row + N * i);
+}
+
+// Queues the GPU scaling of `type`'s floats: all of them for F32_C1 and F32_C3, x, y and z for F32_C4.
+cudaError_t launchFactor(MAT_TYPE type, unsigned char* gpu, float factor, size_t step, size_t width,
+                         size_t height) {
+    if (type == MAT_TYPE::F32_C1)
+        return cu_applyFactor(reinterpret_cast<float*>(gpu), factor, step, width, height, nullptr);
+    if (type == MAT_TYPE::F32_C3)
+        return cu_applyFactor(reinterpret_cast<Vector3<float>*>(gpu), factor, step, width, height, nullptr);
+    return cu_applyFactor4f(reinterpret_cast<Vector4<float>*>(gpu), factor, step, width, height, nullptr);
+}
+
+// Copies `matrix` (N x N floats) to a temporary device buffer, queues `launcher` with it on the points at
+// `gpu` and frees the buffer again, on every path; false, with the failing call reported, when any step
+// fails.
+template <int N, typename Point>
+bool transformOnGpu(cudaError_t (*launcher)(Point*, const float*, size_t, size_t, size_t, cudaStream_t),
+                    const float* matrix, unsigned char* gpu, size_t step, size_t width, size_t height) {
+    constexpr size_t bytes = N * N * sizeof(float);
+    void* device = nullptr;
+    if (!VELA_CUDA_CHECK(cudaMalloc(&device, bytes), kConvertSystemSignature)) return false;
+    const bool launched =
+        VELA_CUDA_CHECK(cudaMemcpy(device, matrix, bytes, cudaMemcpyHostToDevice), kConvertSystemSignature) &&
+        VELA_CUDA_CHECK(launcher(reinterpret_cast<Point*>(gpu), static_cast<const float*>(device), step,
+                                 width, height, nullptr),
+                        kConvertSystemSignature);
+    const bool freed = VELA_CUDA_CHECK(cudaFree(device), kConvertSystemSignature);
+    return launched && freed;
+}
+
+}  // namespace
+
+ERROR_CODE convertUnit(Mat& mat, UNIT unit_src, UNIT unit_dst, MEM mem) {
+    if (unit_src == unit_dst) return ERROR_CODE::SUCCESS;
+    if (!detail::unitsInRange(unit_src, unit_dst)) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
+    const MAT_TYPE type = mat.dataType;
+    if (type != MAT_TYPE::F32_C1 && !isPointCloud(type)) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
+    const float factor = getUnitScale(unit_src, unit_dst);
+    const double wideFactor = opaqueWidening(factor);
+    const size_t channels = detail::channelsOf(type);
+    return convertPoints(
+        mat, mem, [&](float* row, size_t width) { scaleFloats(row, width * channels, wideFactor); },
+        [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
+            return VELA_CUDA_CHECK(launchFactor(type, gpu, factor, step, width, height),
+                                   kConvertUnitSignature);
+        });
+}
+
+ERROR_CODE convertCoordinateSystem(Mat& mat, COORDINATE_SYSTEM coord_system_src,
+                                   COORDINATE_SYSTEM coord_system_dst, MEM mem) {
+    if (coord_system_src == coord_system_dst) return ERROR_CODE::SUCCESS;
+    if (!detail::systemsInRange(coord_system_src, coord_system_dst))
+        return ERROR_CODE::INVALID_COORDINATE_SYSTEM;
+    if (!isPointCloud(mat.dataType)) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
+    // F32_C4 points go through the 4x4 form, whose translation column is zero, without that column: the
+    // fourth float is a packed colour and keeps its bits.
+    const bool withColour = mat.dataType == MAT_TYPE::F32_C4;
+    const Matrix4f conversion4 = getCoordinateTransformConversion4f(coord_system_src, coord_system_dst);
+    const Matrix3f conversion3 = getCoordinateTransformConversion3f(coord_system_src, coord_system_dst);
+    return convertPoints(
+        mat, mem,
+        [&](float* row, size_t width) {
+            if (withColour)
+                transformPoints<4>(row, width, conversion4.elements);
+            else
+                transformPoints<3>(row, width, conversion3.elements);
+        },
+        [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
+            return withColour
+                       ? transformOnGpu<4>(cu_applyMat4f, conversion4.elements, gpu, step, width, height)
+                       : transformOnGpu<3>(cu_applyMat3f, conversion3.elements, gpu, step, width, height);
+        });
+}
+
+}  // namespace vela

@@ -1,0 +1,402 @@
+// Unit scaling and change of axes of whole point clouds, on the host and on the GPU: the results against
+// float arithmetic worked out here, packed colours whose bytes read as NaN or subnormal floats, row steps
+// on both sides, the host refresh of MEM_BOTH, host against GPU bit for bit, and every refusal.
+
+#include <gtest/gtest.h>
+
+#include <vela/vela.hpp>
+
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/device.hpp"
+
+namespace vela {
+namespace test {
+namespace {
+
+constexpr size_t kWidth = 5;
+constexpr size_t kHeight = 3;
+
+uint32_t bitsOf(float value) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof(bits));
+    return bits;
+}
+
+float fromBits(uint32_t bits) {
+    float value;
+    std::memcpy(&value, &bits, sizeof(value));
+    return value;
+}
+
+// A packed colour as the fourth float of a point carries it: bytes r, g, b, then the unused byte. With the
+// unused byte 255 the float is NaN whenever b >= 128 (signalling when bit 6 of b is clear too); with 0 it
+// is subnormal whenever b < 128.
+float colour(uint8_t r, uint8_t g, uint8_t b, uint8_t unused) {
+    return fromBits(static_cast<uint32_t>(r) | static_cast<uint32_t>(g) << 8 |
+                    static_cast<uint32_t>(b) << 16 | static_cast<uint32_t>(unused) << 24);
+}
+
+const float kColours[] = {
+    colour(10, 20, 0x80, 255),  // signalling NaN
+    colour(1, 2, 0xC3, 255),    // quiet NaN
+    colour(7, 0, 0x10, 255),    // negative normal
+    colour(9, 8, 0x05, 0),      // subnormal
+    colour(0, 0, 0, 0),         // zero
+    colour(200, 100, 0x90, 0),  // tiny normal
+};
+
+size_t channelsOf(MAT_TYPE type) {
+    return type == MAT_TYPE::F32_C1 ? 1 : type == MAT_TYPE::F32_C3 ? 3 : 4;
+}
+
+// Point i of a cloud: distinct non-zero coordinates that round differently under every scale, and a
+// colour from the list above when there is a fourth float.
+std::vector<float> cloudValues(MAT_TYPE type) {
+    const size_t channels = channelsOf(type);
+    std::vector<float> values;
+    for (size_t i = 0; i < kWidth * kHeight; ++i) {
+        const float base = 0.37f * static_cast<float>(i + 1);
+        const float point[4] = {base, -2.5f * base + 0.1f, 1000.3f + base, kColours[i % 6]};
+        values.insert(values.end(), point, point + channels);
+    }
+    return values;
+}
+
+// Random finite floats of every magnitude, subnormals included; fourth floats random colours.
+std::vector<float> randomValues(MAT_TYPE type, uint32_t seed) {
+    std::mt19937 random(seed);
+    const size_t channels = channelsOf(type);
+    std::vector<float> values(kWidth * kHeight * channels);
+    for (size_t i = 0; i < values.size(); ++i) {
+        uint32_t bits = static_cast<uint32_t>(random());
+        if (channels == 4 && i % 4 == 3) {
+            bits = (bits & 0x00FFFFFF) | (i % 8 == 3 ? 0xFF000000 : 0);
+        } else if ((bits & 0x7F800000) == 0x7F800000) {
+            bits &= 0xFF7FFFFF;  // not infinite or NaN: their results depend on the processor's NaN rules
+        }
+        values[i] = fromBits(bits);
+    }
+    return values;
+}
+
+// The floats of `mat` on side `side`, rows packed.
+std::vector<float> contentOf(const Mat& mat, MEM side) {
+    Mat host;
+    if (side == MEM::GPU) {
+        EXPECT_EQ(mat.copyTo(host, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
+    } else {
+        cudaDeviceSynchronize();  // managed or mapped memory may still be written by a kernel
+        host = mat;
+    }
+    const size_t rowFloats = host.width * channelsOf(host.dataType);
+    std::vector<float> values(rowFloats * host.height);
+    for (size_t y = 0; y < host.height; ++y)
+        std::memcpy(&values[y * rowFloats], host.cpuBuffer.get() + y * host.stepCPU,
+                    rowFloats * sizeof(float));
+    return values;
+}
+
+// Writes `values` into side `side` of `mat`.
+void setContent(Mat& mat, MEM side, const std::vector<float>& values) {
+    Mat host(mat.width, mat.height, mat.dataType);
+    std::memcpy(host.cpuBuffer.get(), values.data(), values.size() * sizeof(float));
+    ASSERT_EQ(side == MEM::GPU ? mat.setFrom(host, COPY_TYPE::CPU_GPU) : host.copyTo(mat, COPY_TYPE::CPU_CPU),
+              ERROR_CODE::SUCCESS);
+}
+
+Mat cloudOn(MAT_TYPE type, MEM side, const std::vector<float>& values) {
+    Mat mat(kWidth, kHeight, type, side);
+    setContent(mat, side == MEM::GPU ? MEM::GPU : MEM::CPU, values);
+    return mat;
+}
+
+::testing::AssertionResult sameBits(const std::vector<float>& actual, const std::vector<float>& expected) {
+    if (actual.size() != expected.size()) return ::testing::AssertionFailure() << "sizes differ";
+    for (size_t i = 0; i < actual.size(); ++i) {
+        if (bitsOf(actual[i]) != bitsOf(expected[i]))
+            return ::testing::AssertionFailure() << "float " << i << ": " << std::hex << bitsOf(actual[i])
+                                                 << " instead of " << bitsOf(expected[i]);
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Each float times `factor` as float multiplication defines it, the fourth float of F32_C4 points left
+// alone when `keepFourth`.
+std::vector<float> scaled(const std::vector<float>& values, MAT_TYPE type, float factor, bool keepFourth) {
+    std::vector<float> result = values;
+    for (size_t i = 0; i < result.size(); ++i) {
+        if (!(keepFourth && type == MAT_TYPE::F32_C4 && i % 4 == 3)) result[i] = values[i] * factor;
+    }
+    return result;
+}
+
+// Points written in IMAGE from RIGHT_HANDED_Z_UP, (x, y, z) -> (x, -z, y); colours carried.
+std::vector<float> zUpToImage(const std::vector<float>& values, MAT_TYPE type) {
+    const size_t channels = channelsOf(type);
+    std::vector<float> result = values;
+    for (size_t i = 0; i < values.size(); i += channels) {
+        result[i + 1] = -values[i + 2];
+        result[i + 2] = values[i + 1];
+    }
+    return result;
+}
+
+// The sides a conversion can run on; MEM_BOTH starts from a GPU-only Mat, whose host copy it adds.
+struct Case {
+    MAT_TYPE type;
+    MEM side;
+};
+
+std::string caseName(const ::testing::TestParamInfo<Case>& info) {
+    const std::string side = info.param.side == MEM::CPU   ? "Cpu"
+                             : info.param.side == MEM::GPU ? "Gpu"
+                                                           : "Both";
+    return std::string(info.param.type == MAT_TYPE::F32_C1   ? "F32C1"
+                       : info.param.type == MAT_TYPE::F32_C3 ? "F32C3"
+                                                             : "F32C4") +
+           side;
+}
+
+std::vector<Case> casesOf(std::initializer_list<MAT_TYPE> types) {
+    std::vector<Case> cases;
+    for (MAT_TYPE type : types)
+        for (MEM side : {MEM::CPU, MEM::GPU, MEM_BOTH})
+            cases.push_back({type, side});
+    return cases;
+}
+
+class UnitConversion : public GpuTest, public ::testing::WithParamInterface<Case> {};
+INSTANTIATE_TEST_SUITE_P(PointCloud, UnitConversion,
+                         ::testing::ValuesIn(casesOf({MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4})),
+                         caseName);
+
+TEST_P(UnitConversion, every_float_is_the_float_product_and_the_gpu_keeps_colours) {
+    const Case c = GetParam();
+    const std::vector<float> values = cloudValues(c.type);
+    for (UNIT dst : {UNIT::MILLIMETER, UNIT::FOOT}) {
+        Mat cloud = cloudOn(c.type, c.side == MEM::CPU ? MEM::CPU : MEM::GPU, values);
+        ASSERT_EQ(convertUnit(cloud, UNIT::INCH, dst, c.side), ERROR_CODE::SUCCESS);
+        const float factor = dst == UNIT::MILLIMETER ? 25.4f : 25.4f / 304.8f;
+        const std::vector<float> expected = scaled(values, c.type, factor, c.side != MEM::CPU);
+        if (c.side != MEM::CPU) {
+            EXPECT_GT(cloud.stepGPU, kWidth * cloud.pixelBytes) << "rows are padded on the GPU";
+            EXPECT_TRUE(sameBits(contentOf(cloud, MEM::GPU), expected));
+        }
+        if (c.side != MEM::GPU) {
+            EXPECT_EQ(cloud.getMemoryType(), c.side);
+            EXPECT_TRUE(sameBits(contentOf(cloud, MEM::CPU), expected));
+        }
+    }
+}
+
+class AxisConversion : public GpuTest, public ::testing::WithParamInterface<Case> {};
+INSTANTIATE_TEST_SUITE_P(PointCloud, AxisConversion,
+                         ::testing::ValuesIn(casesOf({MAT_TYPE::F32_C3, MAT_TYPE::F32_C4})), caseName);
+
+TEST_P(AxisConversion, points_move_to_the_new_axes_and_colours_keep_their_bits) {
+    const Case c = GetParam();
+    const std::vector<float> values = cloudValues(c.type);
+    Mat cloud = cloudOn(c.type, c.side == MEM::CPU ? MEM::CPU : MEM::GPU, values);
+    ASSERT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, COORDINATE_SYSTEM::IMAGE,
+                                      c.side),
+              ERROR_CODE::SUCCESS);
+    const std::vector<float> expected = zUpToImage(values, c.type);
+    if (c.side != MEM::GPU) {
+        EXPECT_TRUE(sameBits(contentOf(cloud, MEM::CPU), expected));
+    }
+    if (c.side != MEM::CPU) {
+        EXPECT_TRUE(sameBits(contentOf(cloud, MEM::GPU), expected));
+    }
+}
+
+class PointCloudConversion : public GpuTest {};
+
+// The same input converted on the host and on the GPU gives the same bits: x, y and z for unit scaling
+// (whose fourth float differs by design), every float for the change of axes.
+TEST_F(PointCloudConversion, host_and_gpu_give_the_same_bits) {
+    for (MAT_TYPE type : {MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
+        for (uint32_t seed = 1; seed <= 4; ++seed) {
+            SCOPED_TRACE("type " + std::to_string(static_cast<int>(type)) + " seed " + std::to_string(seed));
+            const std::vector<float> values = randomValues(type, seed);
+            for (UNIT dst : {UNIT::MILLIMETER, UNIT::CENTIMETER, UNIT::METER, UNIT::FOOT}) {
+                Mat host = cloudOn(type, MEM::CPU, values), gpu = cloudOn(type, MEM::GPU, values);
+                ASSERT_EQ(convertUnit(host, UNIT::INCH, dst, MEM::CPU), ERROR_CODE::SUCCESS);
+                ASSERT_EQ(convertUnit(gpu, UNIT::INCH, dst, MEM::GPU), ERROR_CODE::SUCCESS);
+                std::vector<float> fromHost = contentOf(host, MEM::CPU), fromGpu = contentOf(gpu, MEM::GPU);
+                if (type == MAT_TYPE::F32_C4) {
+                    for (size_t i = 3; i < fromHost.size(); i += 4)
+                        fromHost[i] = fromGpu[i] = 0;
+                }
+                EXPECT_TRUE(sameBits(fromGpu, fromHost)) << "unit " << static_cast<int>(dst);
+            }
+            if (type == MAT_TYPE::F32_C1) continue;
+            Mat host = cloudOn(type, MEM::CPU, values), gpu = cloudOn(type, MEM::GPU, values);
+            const COORDINATE_SYSTEM from = COORDINATE_SYSTEM::LEFT_HANDED_Z_UP,
+                                    to = COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP;
+            ASSERT_EQ(convertCoordinateSystem(host, from, to, MEM::CPU), ERROR_CODE::SUCCESS);
+            ASSERT_EQ(convertCoordinateSystem(gpu, from, to, MEM::GPU), ERROR_CODE::SUCCESS);
+            EXPECT_TRUE(sameBits(contentOf(gpu, MEM::GPU), contentOf(host, MEM::CPU)));
+        }
+    }
+}
+
+TEST_F(PointCloudConversion, host_path_honours_the_row_step_of_a_wrapped_buffer) {
+    constexpr size_t kRowFloats = kWidth * 3, kStepFloats = kRowFloats + 2;
+    const float padding = fromBits(0x7FA00001);  // a signalling NaN, so any arithmetic on it shows
+    std::vector<float> rows(kStepFloats * kHeight, padding);
+    const std::vector<float> values = cloudValues(MAT_TYPE::F32_C3);
+    for (size_t y = 0; y < kHeight; ++y)
+        std::memcpy(&rows[y * kStepFloats], &values[y * kRowFloats], kRowFloats * sizeof(float));
+    Mat wrapped(kWidth, kHeight, MAT_TYPE::F32_C3, reinterpret_cast<unsigned char*>(rows.data()),
+                kStepFloats * sizeof(float), MEM::CPU);
+    ASSERT_EQ(convertUnit(wrapped, UNIT::METER, UNIT::CENTIMETER, MEM::CPU), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(convertCoordinateSystem(wrapped, COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, COORDINATE_SYSTEM::IMAGE,
+                                      MEM::CPU),
+              ERROR_CODE::SUCCESS);
+    const std::vector<float> expected =
+        zUpToImage(scaled(values, MAT_TYPE::F32_C3, 100.0f, false), MAT_TYPE::F32_C3);
+    for (size_t y = 0; y < kHeight; ++y) {
+        const std::vector<float> row(rows.begin() + y * kStepFloats,
+                                     rows.begin() + y * kStepFloats + kRowFloats);
+        EXPECT_TRUE(sameBits(row, std::vector<float>(expected.begin() + y * kRowFloats,
+                                                     expected.begin() + (y + 1) * kRowFloats)));
+        EXPECT_EQ(bitsOf(rows[y * kStepFloats + kRowFloats]), bitsOf(padding)) << "row " << y;
+        EXPECT_EQ(bitsOf(rows[y * kStepFloats + kRowFloats + 1]), bitsOf(padding)) << "row " << y;
+    }
+}
+
+TEST_F(PointCloudConversion, mem_both_converts_the_gpu_copy_and_refreshes_the_host_copy) {
+    const std::vector<float> values = cloudValues(MAT_TYPE::F32_C4);
+    const std::vector<float> expected = scaled(values, MAT_TYPE::F32_C4, 0.001f, true);
+
+    // Two wrapped buffers whose host copy is stale: it ends holding the converted GPU content.
+    std::vector<float> hostRows(values.size(), 0.0f);
+    size_t pitch = 0;
+    void* gpuRows = nullptr;
+    ASSERT_EQ(cudaMallocPitch(&gpuRows, &pitch, kWidth * 16, kHeight), cudaSuccess);
+    {
+        Mat both(kWidth, kHeight, MAT_TYPE::F32_C4, reinterpret_cast<unsigned char*>(hostRows.data()),
+                 kWidth * 16, static_cast<unsigned char*>(gpuRows), pitch);
+        setContent(both, MEM::GPU, values);
+        ASSERT_EQ(convertUnit(both, UNIT::MILLIMETER, UNIT::METER, MEM_BOTH), ERROR_CODE::SUCCESS);
+        EXPECT_TRUE(sameBits(hostRows, expected));
+        EXPECT_TRUE(sameBits(contentOf(both, MEM::GPU), expected));
+    }
+    cudaFree(gpuRows);
+
+    // One mapped buffer seen by both sides.
+    Mat mapped = cloudOn(MAT_TYPE::F32_C4, MEM_BOTH, values);
+    ASSERT_EQ(convertCoordinateSystem(mapped, COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, COORDINATE_SYSTEM::IMAGE,
+                                      MEM_BOTH),
+              ERROR_CODE::SUCCESS);
+    EXPECT_TRUE(sameBits(contentOf(mapped, MEM::CPU), zUpToImage(values, MAT_TYPE::F32_C4)));
+
+    // Managed memory is converted on the GPU side for GPU.
+    Mat managed = cloudOn(MAT_TYPE::F32_C4, MEM_MANAGED, values);
+    ASSERT_EQ(convertUnit(managed, UNIT::MILLIMETER, UNIT::METER, MEM::GPU), ERROR_CODE::SUCCESS);
+    EXPECT_TRUE(sameBits(contentOf(managed, MEM::CPU), expected));
+}
+
+TEST_F(PointCloudConversion, refusals_and_memory_kinds_without_a_path_leave_the_data) {
+    const std::vector<float> values = cloudValues(MAT_TYPE::F32_C4);
+    Mat cloud = cloudOn(MAT_TYPE::F32_C4, MEM::CPU, values);
+    const auto unit5 = static_cast<UNIT>(5);
+    const auto system6 = static_cast<COORDINATE_SYSTEM>(6);
+    EXPECT_EQ(convertUnit(cloud, unit5, UNIT::METER, MEM::CPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+    EXPECT_EQ(convertUnit(cloud, UNIT::METER, unit5, MEM::CPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+    EXPECT_EQ(convertCoordinateSystem(cloud, system6, COORDINATE_SYSTEM::IMAGE, MEM::CPU),
+              ERROR_CODE::INVALID_COORDINATE_SYSTEM);
+    EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE, system6, MEM::CPU),
+              ERROR_CODE::INVALID_COORDINATE_SYSTEM);
+    for (MEM other : {MEM_MANAGED, MEM_UNIFIED, static_cast<MEM>(0), static_cast<MEM>(9)}) {
+        EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, other), ERROR_CODE::SUCCESS);
+        EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE,
+                                          COORDINATE_SYSTEM::LEFT_HANDED_Z_UP, other),
+                  ERROR_CODE::SUCCESS);
+    }
+    EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, MEM::GPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS)
+        << "no GPU buffer";
+    EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE, COORDINATE_SYSTEM::LEFT_HANDED_Z_UP,
+                                      MEM_BOTH),
+              ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+    EXPECT_TRUE(sameBits(contentOf(cloud, MEM::CPU), values));
+
+    Mat onGpu = cloudOn(MAT_TYPE::F32_C4, MEM::GPU, values);
+    EXPECT_EQ(convertUnit(onGpu, UNIT::METER, UNIT::INCH, MEM::CPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS)
+        << "no host buffer";
+    EXPECT_TRUE(sameBits(contentOf(onGpu, MEM::GPU), values));
+
+    // The element type is checked after the units and systems; equal ones return before any check.
+    for (MAT_TYPE type : {MAT_TYPE::F32_C2, MAT_TYPE::U8_C4, MAT_TYPE::U16_C1, MAT_TYPE::S8_C4}) {
+        Mat other(kWidth, kHeight, type);
+        EXPECT_EQ(convertUnit(other, UNIT::METER, UNIT::INCH, MEM::CPU),
+                  ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+        EXPECT_EQ(convertCoordinateSystem(other, COORDINATE_SYSTEM::IMAGE,
+                                          COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP, MEM::CPU),
+                  ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+        EXPECT_EQ(convertUnit(other, UNIT::INCH, UNIT::INCH, MEM::CPU), ERROR_CODE::SUCCESS);
+    }
+    Mat depth(kWidth, kHeight, MAT_TYPE::F32_C1);
+    EXPECT_EQ(convertCoordinateSystem(depth, COORDINATE_SYSTEM::IMAGE, COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP,
+                                      MEM::CPU),
+              ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+    EXPECT_EQ(convertCoordinateSystem(depth, COORDINATE_SYSTEM::IMAGE, system6, MEM::CPU),
+              ERROR_CODE::INVALID_COORDINATE_SYSTEM);
+    EXPECT_EQ(convertCoordinateSystem(depth, system6, system6, MEM::CPU), ERROR_CODE::SUCCESS);
+
+    Mat empty;
+    EXPECT_EQ(convertUnit(empty, UNIT::METER, UNIT::INCH, MEM::GPU), ERROR_CODE::SUCCESS);
+    Mat noColumns(0, kHeight, MAT_TYPE::F32_C3, MEM::GPU);
+    EXPECT_EQ(convertCoordinateSystem(noColumns, COORDINATE_SYSTEM::IMAGE,
+                                      COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP, MEM::GPU),
+              ERROR_CODE::SUCCESS);
+}
+
+const std::string kUnitSignature =
+    "vela::ERROR_CODE vela::convertUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM)";
+const std::string kSystemSignature =
+    "vela::ERROR_CODE vela::convertCoordinateSystem(vela::Mat&, vela::COORDINATE_SYSTEM, "
+    "vela::COORDINATE_SYSTEM, "
+    "vela::MEM)";
+
+std::string injectedReport(const std::string& signature) {
+    return "in " + signature + " : Err [719]: unspecified launch failure.\n";
+}
+
+// Each failing runtime call is reported under the conversion's signature and fails it; the temporary
+// matrix is freed whichever call failed (GpuTest counts the allocations).
+TEST_F(PointCloudConversion, runtime_failures_are_reported_and_fail_the_conversion) {
+    const std::vector<float> values = cloudValues(MAT_TYPE::F32_C4);
+    Mat cloud = cloudOn(MAT_TYPE::F32_C4, MEM::GPU, values);
+    Mat points = cloudOn(MAT_TYPE::F32_C3, MEM::GPU, cloudValues(MAT_TYPE::F32_C3));
+    if (!injectFailure("cudaMalloc", cudaErrorLaunchFailure)) GTEST_SKIP() << "failures cannot be injected";
+    testing::internal::CaptureStdout();
+    const COORDINATE_SYSTEM from = COORDINATE_SYSTEM::IMAGE, to = COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP;
+    EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM::GPU), ERROR_CODE::FAILURE);
+    injectFailure("cudaMemcpy", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM_BOTH), ERROR_CODE::FAILURE);
+    injectFailure("cu_applyMat4f", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM::GPU), ERROR_CODE::FAILURE);
+    injectFailure("cu_applyMat3f", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertCoordinateSystem(points, from, to, MEM::GPU), ERROR_CODE::FAILURE);
+    injectFailure("cu_applyFactor4f", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::FOOT, MEM::GPU), ERROR_CODE::FAILURE);
+    injectFailure("cu_applyFactor", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertUnit(points, UNIT::METER, UNIT::FOOT, MEM_BOTH), ERROR_CODE::FAILURE);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              injectedReport(kSystemSignature) + injectedReport(kSystemSignature) +
+                  injectedReport(kSystemSignature) + injectedReport(kSystemSignature) +
+                  injectedReport(kUnitSignature) + injectedReport(kUnitSignature));
+    cudaGetLastError();
+    EXPECT_TRUE(sameBits(contentOf(cloud, MEM::GPU), values));
+    EXPECT_EQ(cloud.getMemoryType(), MEM::GPU) << "MEM_BOTH stopped before copying back";
+}
+
+}  // namespace
+}  // namespace test
+}  // namespace vela
