@@ -11,6 +11,7 @@
 #include "vela/core/string.hpp"
 #include "vela/core/uuid.hpp"
 #include "vela/core/vector.hpp"
+#include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 #include "vela/serialization/json_file.hpp"

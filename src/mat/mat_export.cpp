@@ -1,0 +1,331 @@
+// Depth maps and point clouds to files. 16-bit PNG and PGM go through the image encoder; PFM and the ASCII
+// point-cloud formats are written here. Point clouds are large (a 1280x720 map is 921,600 points) and their
+// text must be exactly what printf's "%f" and "%e" give, so numbers are formatted by detail::formatFixed6
+// and formatExponent6 into a large buffer that is written in big blocks.
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/logging.hpp"
+#include "mat/float_format.hpp"
+#include "mat/mat_layout.hpp"
+#include "vela/mat/exporters.hpp"
+
+namespace vela {
+namespace {
+
+// False for NaN and both infinities: a finite float is at most the largest float in magnitude.
+bool isFinite(float value) {
+    return std::fabs(value) <= 3.4028235e38f;
+}
+
+// `name` with `extension` appended unless it already ends with it, compared case-sensitively: a.png stays,
+// a becomes a.png, a.PNG becomes a.PNG.png.
+std::string withExtension(const String& name, const std::string& extension) {
+    std::string result = name.str();
+    const bool ends = result.size() >= extension.size() &&
+                      result.compare(result.size() - extension.size(), extension.size(), extension) == 0;
+    if (!ends) result += extension;
+    return result;
+}
+
+// The host rows of a Mat, or no data when the host cannot read its memory.
+struct HostRows {
+    const unsigned char* data = nullptr;
+    size_t width = 0;
+    size_t height = 0;
+    size_t step = 0;  ///< bytes from one row to the next
+};
+
+// Host rows are packed unless the Mat wraps a user buffer with longer rows, whose step is then honoured.
+HostRows hostRows(const Mat& mat) {
+    if (!mat.initialized || !detail::hasHostSide(mat.memType) || mat.cpuBuffer == nullptr) return {};
+    const size_t rowBytes = mat.width * mat.pixelBytes;
+    return {mat.cpuBuffer.get(), mat.width, mat.height, std::max(mat.stepCPU, rowBytes)};
+}
+
+// A C file, closed on every path.
+class File {
+  public:
+    File(const std::string& path, const char* mode) : handle(std::fopen(path.c_str(), mode)) {}
+    ~File() {
+        if (handle != nullptr) std::fclose(handle);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    explicit operator bool() const { return handle != nullptr; }
+    std::FILE* get() const { return handle; }
+    /// True when the file was open and everything buffered for it reached it.
+    bool close() {
+        const bool closed = handle != nullptr && std::fclose(handle) == 0;
+        handle = nullptr;
+        return closed;
+    }
+
+  private:
+    std::FILE* handle;
+};
+
+bool writePfm(const HostRows& rows, const std::string& fileName) {
+    File file(fileName, "wb");
+    if (!file) return false;
+    // The whole map as one block, non-finite samples replaced by 0.
+    std::vector<float> samples(rows.width * rows.height);
+    const size_t rowBytes = rows.width * sizeof(float);
+    for (size_t y = 0; y < rows.height; ++y)
+        std::memcpy(samples.data() + y * rows.width, rows.data + y * rows.step, rowBytes);
+    for (float& sample : samples)
+        sample = isFinite(sample) ? sample : 0.0f;
+    // A negative scale says the samples are little-endian; rows go top first.
+    bool written = std::fprintf(file.get(), "Pf\n%d %d\n%lf\n", static_cast<int>(rows.width),
+                                static_cast<int>(rows.height), -1.0) > 0;
+    written &= std::fwrite(samples.data(), sizeof(float), samples.size(), file.get()) == samples.size();
+    return file.close() && written;
+}
+
+// Depth counts through the image encoder: each value times `factor`, rounded and saturated to 0..65535.
+bool writeDepthImage(const HostRows& rows, const std::string& fileName, float factor,
+                     const std::vector<int>& parameters) {
+    try {
+        const cv::Mat depth(static_cast<int>(rows.height), static_cast<int>(rows.width), CV_32FC1,
+                            const_cast<unsigned char*>(rows.data), rows.step);
+        cv::Mat counts;
+        depth.convertTo(counts, CV_16UC1, factor, 0);
+        return cv::imwrite(fileName, counts, parameters);
+    } catch (const cv::Exception& error) {
+        detail::logError("{} in {} : {}", "[Mat] ", "saveDepthAs", error.what());
+        return false;
+    }
+}
+
+// What a point-cloud format needs: its extension and how it prints colour.
+enum class ColorText { None, PackedFloat, Bytes };
+struct CloudFormat {
+    const char* extension;
+    ColorText color;  ///< the colour text when colour is asked for; None when the format has none
+};
+
+// The format's description; a null extension for a value outside the enumeration.
+CloudFormat describe(POINT_CLOUD_FORMAT format) {
+    switch (format) {
+        case POINT_CLOUD_FORMAT::XYZ:
+            return {".xyz", ColorText::None};
+        case POINT_CLOUD_FORMAT::PCD:
+            return {".pcd", ColorText::PackedFloat};
+        case POINT_CLOUD_FORMAT::PLY:
+            return {".ply", ColorText::Bytes};
+        case POINT_CLOUD_FORMAT::VTK:
+            return {".vtk", ColorText::None};
+    }
+    return {nullptr, ColorText::None};
+}
+
+// Everything before the points; every header states the number of points first.
+std::string cloudHeader(POINT_CLOUD_FORMAT format, bool color, size_t count) {
+    const std::string n = std::to_string(count);
+    switch (format) {
+        case POINT_CLOUD_FORMAT::XYZ:
+            return "# Point Cloud generated by the TARN Camera \n# Number of points " + n + "\n";
+        case POINT_CLOUD_FORMAT::PCD:
+            return std::string("# .PCD v.7 - Point Cloud Data file format\nVERSION .7\n") +
+                   (color ? "FIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\nCOUNT 1 1 1 1\n"
+                          : "FIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nCOUNT 1 1 1\n") +
+                   "WIDTH " + n + "\nHEIGHT 1\nPOINTS " + n + "\nDATA ascii\n";
+        case POINT_CLOUD_FORMAT::PLY:
+            return "ply\nformat ascii 1.0\nelement vertex " + n +
+                   "\nproperty float x\nproperty float y\nproperty float z\n" +
+                   (color ? "property uchar red\nproperty uchar green\nproperty uchar blue\n" : "") +
+                   "end_header\n";
+        case POINT_CLOUD_FORMAT::VTK:
+            return "# vtk DataFile Version 3.0\nFile created by Merrow\nASCII\nDATASET POLYDATA\nPOINTS " +
+                   n + " float\n";
+    }
+    return {};
+}
+
+// Text gathered in one large buffer and written to a file in big blocks. Remembers whether every write
+// succeeded, and how many bytes went out.
+class TextSink {
+  public:
+    static constexpr size_t kCapacity = size_t{1} << 21;
+
+    TextSink(std::FILE* file, char* buffer) : file(file), begin(buffer), cursor(buffer) {}
+
+    /// At least `size` (at most kCapacity) free characters at the returned position; `commit` the end of
+    /// what was written there.
+    char* reserve(size_t size) {
+        if (static_cast<size_t>(begin + kCapacity - cursor) < size) flush();
+        return cursor;
+    }
+    void commit(char* end) { cursor = end; }
+    void append(const std::string& text) {
+        char* out = reserve(text.size());
+        commit(std::copy(text.begin(), text.end(), out));
+    }
+    /// Appends the first `size` bytes of `source`.
+    void copyFrom(std::FILE* source, size_t size) {
+        flush();
+        while (size > 0) {
+            const size_t wanted = std::min(size, kCapacity);
+            const size_t got = std::fread(begin, 1, wanted, source);
+            cursor = begin + got;
+            flush();
+            if (got != wanted) {
+                succeeded = false;
+                return;
+            }
+            size -= got;
+        }
+    }
+    /// Writes what is buffered; false once any write has failed.
+    bool flush() {
+        const size_t size = static_cast<size_t>(cursor - begin);
+        if (size > 0) succeeded &= std::fwrite(begin, 1, size, file) == size;
+        total += size;
+        cursor = begin;
+        return succeeded;
+    }
+    size_t written() const { return total; }
+
+  private:
+    std::FILE* file;
+    char* begin;
+    char* cursor;
+    size_t total = 0;
+    bool succeeded = true;
+};
+
+// Each coordinate and its separator, then a blank and the longest colour text, then the line end.
+constexpr size_t kMaxPointLine = 3 * (detail::kFixed6MaxLength + 1) + 1 + detail::kExponent6MaxLength;
+
+// Formats one line per point whose x is finite ("%f %f %f", then the colour text) and returns their count.
+// y and z are not tested: a NaN y prints as the C library prints it.
+size_t writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, TextSink& sink) {
+    size_t count = 0;
+    for (size_t y = 0; y < rows.height; ++y) {
+        const unsigned char* point = rows.data + y * rows.step;
+        for (size_t x = 0; x < rows.width; ++x, point += pointBytes) {
+            float xyz[3];
+            std::memcpy(xyz, point, sizeof xyz);
+            if (!isFinite(xyz[0])) continue;
+            char* out = sink.reserve(kMaxPointLine);
+            out += detail::formatFixed6(xyz[0], out);
+            *out++ = ' ';
+            out += detail::formatFixed6(xyz[1], out);
+            *out++ = ' ';
+            out += detail::formatFixed6(xyz[2], out);
+            // Red, green and blue are bytes 0, 1 and 2 of the fourth float.
+            const unsigned char* rgb = point + 3 * sizeof(float);
+            if (color == ColorText::PackedFloat) {
+                // Each channel clamped to 254 and packed as 0x00RRGGBB, printed as the float of those bits.
+                const uint32_t word = uint32_t{std::min<unsigned char>(rgb[0], 254)} << 16 |
+                                      uint32_t{std::min<unsigned char>(rgb[1], 254)} << 8 |
+                                      std::min<unsigned char>(rgb[2], 254);
+                float packed;
+                std::memcpy(&packed, &word, sizeof packed);
+                *out++ = ' ';
+                out += detail::formatExponent6(packed, out);
+            } else if (color == ColorText::Bytes) {
+                for (int channel = 0; channel < 3; ++channel) {
+                    *out++ = ' ';
+                    out = std::to_chars(out, out + 3, rgb[channel]).ptr;
+                }
+            }
+            *out++ = '\n';
+            sink.commit(out);
+            ++count;
+        }
+    }
+    return count;
+}
+
+// VTK's vertex list: "VERTICES", the count and the list size, then one single-point vertex per point.
+void writeVertices(size_t count, TextSink& sink) {
+    sink.append("VERTICES " + std::to_string(count) + " " + std::to_string(2 * count) + "\n");
+    for (size_t i = 0; i < count; ++i) {
+        char* out = sink.reserve(24);
+        *out++ = '1';
+        *out++ = ' ';
+        out = std::to_chars(out, out + 20, i).ptr;
+        *out++ = '\n';
+        sink.commit(out);
+    }
+}
+
+}  // namespace
+
+bool saveDepthAs(const Mat& depth, DEPTH_FORMAT format, String name, float factor) {
+    const HostRows rows = hostRows(depth);
+    if (rows.data == nullptr || depth.dataType != MAT_TYPE::F32_C1) return false;
+    switch (format) {
+        case DEPTH_FORMAT::PNG:
+            // Level 0: stored without compression.
+            return writeDepthImage(rows, withExtension(name, ".png"), factor,
+                                   {cv::IMWRITE_PNG_COMPRESSION, 0});
+        case DEPTH_FORMAT::PGM:
+            return writeDepthImage(rows, withExtension(name, ".pgm"), factor, {cv::IMWRITE_PXM_BINARY, 1});
+        case DEPTH_FORMAT::PFM:
+            // Floats as they are: the factor does not apply.
+            return writePfm(rows, withExtension(name, ".pfm"));
+    }
+    std::printf(" Invalid Depth Format\n");
+    return false;
+}
+
+bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, bool withColor) {
+    const HostRows rows = hostRows(cloud);
+    const bool fourChannels = cloud.dataType == MAT_TYPE::F32_C4;
+    if (rows.data == nullptr || (!fourChannels && cloud.dataType != MAT_TYPE::F32_C3)) return false;
+    const CloudFormat described = describe(format);
+    if (described.extension == nullptr) return false;
+    const ColorText color = withColor ? described.color : ColorText::None;
+    // Colour lives in the fourth float, which a three-channel cloud does not have.
+    if (color != ColorText::None && !fourChannels) return false;
+
+    const std::string outputName = withExtension(name, described.extension);
+    // The point lines wait in a temporary file while the valid points are counted: the count comes first.
+    const std::string temporaryName = outputName + "_tmp0.txt";
+    const std::unique_ptr<char[]> buffer(new char[TextSink::kCapacity]);
+    size_t count = 0;
+    size_t textBytes = 0;
+    bool succeeded = false;
+    {
+        File temporary(temporaryName, "wb");
+        if (!temporary) return false;
+        TextSink lines(temporary.get(), buffer.get());
+        count = writePointLines(rows, cloud.pixelBytes, color, lines);
+        succeeded = lines.flush();
+        succeeded &= temporary.close();
+        textBytes = lines.written();
+    }
+    {
+        File output(outputName, "wb");
+        File text(temporaryName, "rb");
+        if (output && text) {
+            TextSink sink(output.get(), buffer.get());
+            sink.append(cloudHeader(format, color != ColorText::None, count));
+            // Every line but the last keeps its line end.
+            sink.copyFrom(text.get(), count > 0 ? textBytes - 1 : 0);
+            if (format == POINT_CLOUD_FORMAT::VTK) writeVertices(count, sink);
+            succeeded &= sink.flush();
+            succeeded &= output.close();
+        } else {
+            succeeded = false;
+        }
+    }
+    std::remove(temporaryName.c_str());
+    return succeeded;
+}
+
+}  // namespace vela
