@@ -6,13 +6,13 @@
 #include <vela/vela.hpp>
 
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "mat/mat_kinds.hpp"
 #include "support/device.hpp"
+#include "support/log_collector.hpp"
 
 namespace vela {
 namespace test {
@@ -31,34 +31,6 @@ constexpr cudaError_t kInjected = cudaErrorLaunchFailure;
 std::string injectedReport(const std::string& signature) {
     return "in " + signature + " : Err [719]: unspecified launch failure.\n";
 }
-
-// Error-level messages of the library's logger, collected from first use on. Never destroyed: the logger
-// may still deliver while the process exits.
-class LogCollector {
-  public:
-    static LogCollector& instance() {
-        static LogCollector* collector = new LogCollector;
-        return *collector;
-    }
-    /// Everything logged at error level since the last call.
-    std::vector<std::string> take() {
-        TarnLogger::get_instance().flush();
-        std::lock_guard<std::mutex> lock(mutex);
-        return std::exchange(messages, {});
-    }
-
-  private:
-    LogCollector() {
-        TarnLogger::get_instance().addCallbackSink(LOGGER_NAME::VELA,
-                                                   [this](LOG_LEVEL level, const std::string& text) {
-                                                       std::lock_guard<std::mutex> lock(mutex);
-                                                       if (level == LOG_LEVEL::ERROR)
-                                                           messages.push_back(text);
-                                                   });
-    }
-    std::mutex mutex;
-    std::vector<std::string> messages;
-};
 
 // A stream of its own for the asynchronous paths.
 class Stream {
@@ -107,10 +79,10 @@ TEST_P(MatCopies, updates_bring_each_side_in_step_with_the_other) {
     Mat mat = make();
     fillWithPattern(mat);
     if (!owned() && !twoBuffers()) {
-        LogCollector::instance().take();
+        LogCollector log;
         EXPECT_EQ(mat.updateCPUfromGPU(), ERROR_CODE::FAILURE);
         EXPECT_EQ(mat.updateGPUfromCPU(), ERROR_CODE::FAILURE);
-        EXPECT_EQ(LogCollector::instance().take(),
+        EXPECT_EQ(log.take(),
                   (std::vector<std::string>{"[Mat]  updateCPUfromGPU for reference Mat is forbidden.",
                                             "[Mat]  updateGPUfromCPU for reference Mat is forbidden."}));
         return;
@@ -277,13 +249,13 @@ TEST_F(MatTransfer, clone_of_an_empty_mat_fails_and_clone_of_two_buffers_is_mapp
 TEST_F(MatTransfer, refused_update_logs_nothing_when_the_logger_filters_errors) {
     const Mat owner(2, 2, MAT_TYPE::U8_C1, MEM::GPU);
     Mat view(owner);
-    LogCollector::instance().take();
+    LogCollector log;
     TarnLogger& logger = TarnLogger::get_instance();
     const LOG_LEVEL level = logger.getLevel(LOGGER_NAME::VELA);
     logger.setLevel(LOGGER_NAME::VELA, LOG_LEVEL::CRITICAL);
     EXPECT_EQ(view.updateCPUfromGPU(), ERROR_CODE::FAILURE);
     logger.setLevel(LOGGER_NAME::VELA, level);
-    EXPECT_TRUE(LogCollector::instance().take().empty());
+    EXPECT_TRUE(log.take().empty());
     EXPECT_EQ(view.memType, MEM::GPU);
 }
 
