@@ -154,18 +154,18 @@ std::string cloudHeader(POINT_CLOUD_FORMAT format, bool color, size_t count) {
     return {};
 }
 
-// Text gathered in one large buffer and written to a file in big blocks. Remembers whether every write
-// succeeded, and how many bytes went out.
+// Text gathered in one large buffer and written to a file in big blocks; remembers whether every write
+// succeeded.
 class TextSink {
   public:
     static constexpr size_t kCapacity = size_t{1} << 21;
 
-    TextSink(std::FILE* file, char* buffer) : file(file), begin(buffer), cursor(buffer) {}
+    explicit TextSink(std::FILE* file) : file(file), begin(new char[kCapacity]), cursor(begin.get()) {}
 
     /// At least `size` (at most kCapacity) free characters at the returned position; `commit` the end of
     /// what was written there.
     char* reserve(size_t size) {
-        if (static_cast<size_t>(begin + kCapacity - cursor) < size) flush();
+        if (static_cast<size_t>(begin.get() + kCapacity - cursor) < size) flush();
         return cursor;
     }
     void commit(char* end) { cursor = end; }
@@ -173,81 +173,95 @@ class TextSink {
         char* out = reserve(text.size());
         commit(std::copy(text.begin(), text.end(), out));
     }
-    /// Appends the first `size` bytes of `source`.
-    void copyFrom(std::FILE* source, size_t size) {
-        flush();
-        while (size > 0) {
-            const size_t wanted = std::min(size, kCapacity);
-            const size_t got = std::fread(begin, 1, wanted, source);
-            cursor = begin + got;
-            flush();
-            if (got != wanted) {
-                succeeded = false;
-                return;
-            }
-            size -= got;
-        }
-    }
+    /// Takes back the last character committed; it is still in the buffer, as flushing only happens in
+    /// `reserve`.
+    void takeBackLast() { --cursor; }
     /// Writes what is buffered; false once any write has failed.
     bool flush() {
-        const size_t size = static_cast<size_t>(cursor - begin);
-        if (size > 0) succeeded &= std::fwrite(begin, 1, size, file) == size;
-        total += size;
-        cursor = begin;
+        const size_t size = static_cast<size_t>(cursor - begin.get());
+        if (size > 0) succeeded &= std::fwrite(begin.get(), 1, size, file) == size;
+        cursor = begin.get();
         return succeeded;
     }
-    size_t written() const { return total; }
 
   private:
     std::FILE* file;
-    char* begin;
+    std::unique_ptr<char[]> begin;
     char* cursor;
-    size_t total = 0;
     bool succeeded = true;
 };
 
-// Each coordinate and its separator, then a blank and the longest colour text, then the line end.
-constexpr size_t kMaxPointLine = 3 * (detail::kFixed6MaxLength + 1) + 1 + detail::kExponent6MaxLength;
-
-// Formats one line per point whose x is finite ("%f %f %f", then the colour text) and returns their count.
-// y and z are not tested: a NaN y prints as the C library prints it.
-size_t writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, TextSink& sink) {
-    size_t count = 0;
+// Calls `visit` with each point whose x is finite, in memory order; y and z are not tested.
+template <typename Visit>
+void forEachValidPoint(const HostRows& rows, size_t pointBytes, Visit visit) {
     for (size_t y = 0; y < rows.height; ++y) {
         const unsigned char* point = rows.data + y * rows.step;
         for (size_t x = 0; x < rows.width; ++x, point += pointBytes) {
             float xyz[3];
             std::memcpy(xyz, point, sizeof xyz);
-            if (!isFinite(xyz[0])) continue;
-            char* out = sink.reserve(kMaxPointLine);
-            out += detail::formatFixed6(xyz[0], out);
-            *out++ = ' ';
-            out += detail::formatFixed6(xyz[1], out);
-            *out++ = ' ';
-            out += detail::formatFixed6(xyz[2], out);
-            // Red, green and blue are bytes 0, 1 and 2 of the fourth float.
-            const unsigned char* rgb = point + 3 * sizeof(float);
-            if (color == ColorText::PackedFloat) {
-                // Each channel clamped to 254 and packed as 0x00RRGGBB, printed as the float of those bits.
-                const uint32_t word = uint32_t{std::min<unsigned char>(rgb[0], 254)} << 16 |
-                                      uint32_t{std::min<unsigned char>(rgb[1], 254)} << 8 |
-                                      std::min<unsigned char>(rgb[2], 254);
-                float packed;
-                std::memcpy(&packed, &word, sizeof packed);
-                *out++ = ' ';
-                out += detail::formatExponent6(packed, out);
-            } else if (color == ColorText::Bytes) {
-                for (int channel = 0; channel < 3; ++channel) {
-                    *out++ = ' ';
-                    out = std::to_chars(out, out + 3, rgb[channel]).ptr;
-                }
-            }
-            *out++ = '\n';
-            sink.commit(out);
-            ++count;
+            if (isFinite(xyz[0])) visit(xyz, point);
         }
     }
-    return count;
+}
+
+// The decimal text of every byte value, its digits first and its length in the fourth character.
+struct ByteTexts {
+    char text[256][4];
+    constexpr ByteTexts() : text() {
+        for (int value = 0; value < 256; ++value) {
+            char* digits = text[value];
+            int length = 0;
+            if (value >= 100) digits[length++] = static_cast<char>('0' + value / 100);
+            if (value >= 10) digits[length++] = static_cast<char>('0' + value / 10 % 10);
+            digits[length++] = static_cast<char>('0' + value % 10);
+            digits[3] = static_cast<char>(length);
+        }
+    }
+};
+constexpr ByteTexts kByteTexts;
+
+// Writes the decimal text of `value`: four characters are stored, one past the text when it is shorter,
+// so that there is no branch on the number of digits.
+char* writeByte(unsigned char value, char* out) {
+    std::memcpy(out, kByteTexts.text[value], 4);
+    return out + kByteTexts.text[value][3];
+}
+
+// Each coordinate and its separator, then a blank and the longest colour text, then the line end.
+constexpr size_t kMaxPointLine = 3 * (detail::kFixed6MaxLength + 1) + 1 + detail::kExponent6MaxLength;
+
+// One line per valid point: "%f %f %f", then the colour text. The last line ends without a line break.
+void writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, TextSink& sink) {
+    bool any = false;
+    forEachValidPoint(rows, pointBytes, [&](const float* xyz, const unsigned char* point) {
+        char* out = sink.reserve(kMaxPointLine);
+        out += detail::formatFixed6(xyz[0], out);
+        *out++ = ' ';
+        out += detail::formatFixed6(xyz[1], out);
+        *out++ = ' ';
+        out += detail::formatFixed6(xyz[2], out);
+        // Red, green and blue are bytes 0, 1 and 2 of the fourth float.
+        const unsigned char* rgb = point + 3 * sizeof(float);
+        if (color == ColorText::PackedFloat) {
+            // Each channel clamped to 254 and packed as 0x00RRGGBB, printed as the float of those bits.
+            const uint32_t word = uint32_t{std::min<unsigned char>(rgb[0], 254)} << 16 |
+                                  uint32_t{std::min<unsigned char>(rgb[1], 254)} << 8 |
+                                  std::min<unsigned char>(rgb[2], 254);
+            float packed;
+            std::memcpy(&packed, &word, sizeof packed);
+            *out++ = ' ';
+            out += detail::formatExponent6(packed, out);
+        } else if (color == ColorText::Bytes) {
+            for (int channel = 0; channel < 3; ++channel) {
+                *out++ = ' ';
+                out = writeByte(rgb[channel], out);
+            }
+        }
+        *out++ = '\n';
+        sink.commit(out);
+        any = true;
+    });
+    if (any) sink.takeBackLast();
 }
 
 // VTK's vertex list: "VERTICES", the count and the list size, then one single-point vertex per point.
@@ -293,38 +307,26 @@ bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, 
     // Colour lives in the fourth float, which a three-channel cloud does not have.
     if (color != ColorText::None && !fourChannels) return false;
 
-    const std::string outputName = withExtension(name, described.extension);
-    // The point lines wait in a temporary file while the valid points are counted: the count comes first.
-    const std::string temporaryName = outputName + "_tmp0.txt";
-    const std::unique_ptr<char[]> buffer(new char[TextSink::kCapacity]);
     size_t count = 0;
-    size_t textBytes = 0;
+    forEachValidPoint(rows, cloud.pixelBytes, [&count](const float*, const unsigned char*) { ++count; });
+    // The file is written under a temporary name and renamed into place once complete: a failed write
+    // leaves no partial cloud behind, and an existing file stays as it was.
+    const std::string outputName = withExtension(name, described.extension);
+    const std::string temporaryName = outputName + "_tmp0.txt";
     bool succeeded = false;
     {
         File temporary(temporaryName, "wb");
         if (!temporary) return false;
-        TextSink lines(temporary.get(), buffer.get());
-        count = writePointLines(rows, cloud.pixelBytes, color, lines);
-        succeeded = lines.flush();
+        TextSink sink(temporary.get());
+        sink.append(cloudHeader(format, color != ColorText::None, count));
+        writePointLines(rows, cloud.pixelBytes, color, sink);
+        // The vertex list starts on the line of the last point.
+        if (format == POINT_CLOUD_FORMAT::VTK) writeVertices(count, sink);
+        succeeded = sink.flush();
         succeeded &= temporary.close();
-        textBytes = lines.written();
     }
-    {
-        File output(outputName, "wb");
-        File text(temporaryName, "rb");
-        if (output && text) {
-            TextSink sink(output.get(), buffer.get());
-            sink.append(cloudHeader(format, color != ColorText::None, count));
-            // Every line but the last keeps its line end.
-            sink.copyFrom(text.get(), count > 0 ? textBytes - 1 : 0);
-            if (format == POINT_CLOUD_FORMAT::VTK) writeVertices(count, sink);
-            succeeded &= sink.flush();
-            succeeded &= output.close();
-        } else {
-            succeeded = false;
-        }
-    }
-    std::remove(temporaryName.c_str());
+    if (succeeded) succeeded = std::rename(temporaryName.c_str(), outputName.c_str()) == 0;
+    if (!succeeded) std::remove(temporaryName.c_str());
     return succeeded;
 }
 

@@ -86,6 +86,12 @@ TEST(FloatFormat, nan_and_infinities_print_as_the_c_library_does) {
     EXPECT_EQ(exponent(nan), "nan");
 }
 
+TEST(FloatFormat, every_six_digit_fraction_matches_printf) {
+    // 1 + i x 10^-6 rounded to a float still prints the fraction i: all 10^6 fractions come up.
+    for (int i = 0; i < 1000000; ++i)
+        ASSERT_TRUE(matchesPrintf(1.0f + static_cast<float>(i) * 1e-6f));
+}
+
 TEST(FloatFormat, random_bit_patterns_match_printf) {
     std::mt19937 random(7);
     for (int i = 0; i < 300000; ++i)
