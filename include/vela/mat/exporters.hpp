@@ -30,9 +30,9 @@ enum class POINT_CLOUD_FORMAT : int32_t {
 VELA_API bool saveDepthAs(const Mat& depth, DEPTH_FORMAT format, String name, float factor = 1.0f);
 
 /// Writes the points of the F32_C3 or F32_C4 host map `cloud` whose x is finite to `name`, with the format's
-/// extension appended unless `name` ends with it. Coordinates are printed as "%f"; `withColor` (PCD and PLY
-/// only, F32_C4 only) adds the red, green and blue bytes stored in each point's fourth float. A temporary
-/// `name` + "_tmp0.txt" is used and removed. False when nothing could be written.
+/// extension appended unless `name` ends with it, as "%f" text. `withColor` (PCD and PLY; ignored by XYZ and
+/// VTK) adds the red, green and blue bytes of each point's fourth float, so it needs F32_C4. The file is
+/// written as `name` + "_tmp0.txt" and renamed when complete. False when nothing could be written.
 VELA_API bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name,
                                bool withColor = false);
 
