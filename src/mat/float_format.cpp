@@ -34,8 +34,9 @@ Binary decompose(float value) {
     std::memcpy(&bits, &value, sizeof bits);
     const uint32_t biased = (bits >> 23) & 0xFF;
     // A normal number has an implicit leading bit; a subnormal one has the exponent of the smallest normal.
-    if (biased == 0) return {bits, bits & 0x7FFFFF, -149};
-    return {bits, (bits & 0x7FFFFF) | 0x800000, static_cast<int>(biased) - 150};
+    // Packed colours are either, unpredictably, hence no branch.
+    const uint32_t normal = biased != 0 ? 1 : 0;
+    return {bits, (bits & 0x7FFFFF) | normal << 23, static_cast<int>(biased + (1 - normal)) - 150};
 }
 
 // The C library's words for NaN and the infinities, with the sign bit shown.
