@@ -6,6 +6,8 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -310,7 +312,7 @@ bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, 
     size_t count = 0;
     forEachValidPoint(rows, cloud.pixelBytes, [&count](const float*, const unsigned char*) { ++count; });
     // The file is written under a temporary name and renamed into place once complete: a failed write
-    // leaves no partial cloud behind, and an existing file stays as it was.
+    // leaves no partial cloud behind, and an existing file stays as it was until then.
     const std::string outputName = withExtension(name, described.extension);
     const std::string temporaryName = outputName + "_tmp0.txt";
     bool succeeded = false;
@@ -325,7 +327,12 @@ bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, 
         succeeded = sink.flush();
         succeeded &= temporary.close();
     }
-    if (succeeded) succeeded = std::rename(temporaryName.c_str(), outputName.c_str()) == 0;
+    if (succeeded) {
+        // An old file is unlinked before the rename rather than renamed over: ext4 flushes a file renamed
+        // over another one to disk at once, which costs as much as formatting the whole cloud.
+        ::unlink(outputName.c_str());
+        succeeded = std::rename(temporaryName.c_str(), outputName.c_str()) == 0;
+    }
     if (!succeeded) std::remove(temporaryName.c_str());
     return succeeded;
 }
