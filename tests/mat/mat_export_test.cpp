@@ -141,16 +141,16 @@ TEST(SavePointCloudAs, the_extension_is_appended_unless_the_name_ends_with_it) {
     EXPECT_EQ(dir.names(), (std::vector<std::string>{"a.ply", "b.ply", "c.PLY.ply", "d.ply.txt.ply"}));
 }
 
-TEST(SavePointCloudAs, a_file_named_like_the_temporary_is_replaced_and_removed) {
+TEST(SavePointCloudAs, existing_files_named_like_the_output_or_the_temporary_are_replaced) {
     const TempDir dir;
-    {
-        std::FILE* stale = std::fopen(dir.path("cloud.ply_tmp0.txt").c_str(), "w");
+    for (const char* name : {"cloud.ply", "cloud.ply_tmp0.txt"}) {
+        std::FILE* stale = std::fopen(dir.path(name).c_str(), "w");
         std::fputs("stale\n", stale);
         std::fclose(stale);
     }
     ASSERT_TRUE(savePointCloudAs(smallCloud(), POINT_CLOUD_FORMAT::PLY, dir.path("cloud"), false));
     EXPECT_EQ(dir.names(), std::vector<std::string>{"cloud.ply"});
-    EXPECT_EQ(readFile(dir.path("cloud.ply")).find("stale"), std::string::npos);
+    EXPECT_EQ(readFile(dir.path("cloud.ply")), kCloudFiles[4].content);  // PLY without colour
 }
 
 TEST(SavePointCloudAs, refuses_what_it_cannot_read_and_writes_nothing) {
