@@ -19,6 +19,7 @@
 #include "vela/geometry/rotation.hpp"
 #include "vela/geometry/transform.hpp"
 #include "vela/geometry/translation.hpp"
+#include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 #include "vela/serialization/json_file.hpp"

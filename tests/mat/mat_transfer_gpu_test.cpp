@@ -33,9 +33,6 @@ std::string injectedReport(const std::string& signature) {
     return "in " + signature + " : Err [719]: unspecified launch failure.\n";
 }
 
-// Error-level messages of the library's logger, collected from first use on. Never destroyed: the logger
-// may still deliver while the process exits.
-
 // A stream of its own for the asynchronous paths.
 class Stream {
   public:

@@ -130,6 +130,14 @@ class VELA_API Mat {
     template <typename T>
     ERROR_CODE getValue(size_t x, size_t y, T* value, MEM mem = MEM::CPU) const;
 
+    /// Writes the content to `filePath` as its extension (after the last ".", case-sensitive) and the type
+    /// select: an image, a depth map (F32_C1) or a point cloud (F32_C3, F32_C4). `compression` 0..100, -1 for
+    /// the default, sets the PNG level or JPEG quality; `mem` GPU first refreshes the host copy from the GPU.
+    ERROR_CODE write(const String& filePath, MEM mem = MEM::CPU, int compression = -1);
+    /// Replaces the content with the image decoded from `filePath` into a new host buffer (one 8-bit channel
+    /// when no MAT_TYPE fits); FAILURE, leaving the Mat as it was, when nothing can be decoded.
+    ERROR_CODE read(const String& filePath);
+
     /// Row step of side `mem`: stepGPU for GPU and MEM_MANAGED, stepCPU for CPU, 0 for other values.
     size_t getStepBytes(MEM mem = MEM::CPU) const;
     /// One line: name (or address when the name is empty), time stamp, size, channels, type, memory, owner.

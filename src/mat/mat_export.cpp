@@ -1,0 +1,340 @@
+// Depth maps and point clouds to files. 16-bit PNG and PGM go through the image encoder; PFM and the ASCII
+// point-cloud formats are written here. Point clouds are large (a 1280x720 map is 921,600 points) and their
+// text must be exactly what printf's "%f" and "%e" give, so numbers are formatted by detail::formatFixed6
+// and formatExponent6 into a large buffer that is written in big blocks.
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/logging.hpp"
+#include "mat/float_format.hpp"
+#include "mat/mat_layout.hpp"
+#include "vela/mat/exporters.hpp"
+
+namespace vela {
+namespace {
+
+// False for NaN and both infinities: a finite float is at most the largest float in magnitude.
+bool isFinite(float value) {
+    return std::fabs(value) <= 3.4028235e38f;
+}
+
+// `name` with `extension` appended unless it already ends with it, compared case-sensitively: a.png stays,
+// a becomes a.png, a.PNG becomes a.PNG.png.
+std::string withExtension(const String& name, const std::string& extension) {
+    std::string result = name.str();
+    const bool ends = result.size() >= extension.size() &&
+                      result.compare(result.size() - extension.size(), extension.size(), extension) == 0;
+    if (!ends) result += extension;
+    return result;
+}
+
+// The host rows of a Mat, or no data when the host cannot read its memory.
+struct HostRows {
+    const unsigned char* data = nullptr;
+    size_t width = 0;
+    size_t height = 0;
+    size_t step = 0;  ///< bytes from one row to the next
+};
+
+// Host rows are packed unless the Mat wraps a user buffer with longer rows, whose step is then honoured.
+HostRows hostRows(const Mat& mat) {
+    if (!mat.initialized || !detail::hasHostSide(mat.memType) || mat.cpuBuffer == nullptr) return {};
+    const size_t rowBytes = mat.width * mat.pixelBytes;
+    return {mat.cpuBuffer.get(), mat.width, mat.height, std::max(mat.stepCPU, rowBytes)};
+}
+
+// A C file, closed on every path.
+class File {
+  public:
+    File(const std::string& path, const char* mode) : handle(std::fopen(path.c_str(), mode)) {}
+    ~File() {
+        if (handle != nullptr) std::fclose(handle);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    explicit operator bool() const { return handle != nullptr; }
+    std::FILE* get() const { return handle; }
+    /// True when the file was open and everything buffered for it reached it.
+    bool close() {
+        const bool closed = handle != nullptr && std::fclose(handle) == 0;
+        handle = nullptr;
+        return closed;
+    }
+
+  private:
+    std::FILE* handle;
+};
+
+bool writePfm(const HostRows& rows, const std::string& fileName) {
+    File file(fileName, "wb");
+    if (!file) return false;
+    // The whole map as one block, non-finite samples replaced by 0.
+    std::vector<float> samples(rows.width * rows.height);
+    const size_t rowBytes = rows.width * sizeof(float);
+    for (size_t y = 0; y < rows.height; ++y)
+        std::memcpy(samples.data() + y * rows.width, rows.data + y * rows.step, rowBytes);
+    for (float& sample : samples)
+        sample = isFinite(sample) ? sample : 0.0f;
+    // A negative scale says the samples are little-endian; rows go top first.
+    bool written = std::fprintf(file.get(), "Pf\n%d %d\n%lf\n", static_cast<int>(rows.width),
+                                static_cast<int>(rows.height), -1.0) > 0;
+    written &= std::fwrite(samples.data(), sizeof(float), samples.size(), file.get()) == samples.size();
+    return file.close() && written;
+}
+
+// Depth counts through the image encoder: each value times `factor`, rounded and saturated to 0..65535.
+bool writeDepthImage(const HostRows& rows, const std::string& fileName, float factor,
+                     const std::vector<int>& parameters) {
+    try {
+        const cv::Mat depth(static_cast<int>(rows.height), static_cast<int>(rows.width), CV_32FC1,
+                            const_cast<unsigned char*>(rows.data), rows.step);
+        cv::Mat counts;
+        depth.convertTo(counts, CV_16UC1, factor, 0);
+        return cv::imwrite(fileName, counts, parameters);
+    } catch (const cv::Exception& error) {
+        detail::logError("{} in {} : {}", "[Mat] ", "saveDepthAs", error.what());
+        return false;
+    }
+}
+
+// What a point-cloud format needs: its extension and how it prints colour.
+enum class ColorText { None, PackedFloat, Bytes };
+struct CloudFormat {
+    const char* extension;
+    ColorText color;  ///< the colour text when colour is asked for; None when the format has none
+};
+
+// The format's description; a null extension for a value outside the enumeration.
+CloudFormat describe(POINT_CLOUD_FORMAT format) {
+    switch (format) {
+        case POINT_CLOUD_FORMAT::XYZ:
+            return {".xyz", ColorText::None};
+        case POINT_CLOUD_FORMAT::PCD:
+            return {".pcd", ColorText::PackedFloat};
+        case POINT_CLOUD_FORMAT::PLY:
+            return {".ply", ColorText::Bytes};
+        case POINT_CLOUD_FORMAT::VTK:
+            return {".vtk", ColorText::None};
+    }
+    return {nullptr, ColorText::None};
+}
+
+// Everything before the points; every header states the number of points first.
+std::string cloudHeader(POINT_CLOUD_FORMAT format, bool color, size_t count) {
+    const std::string n = std::to_string(count);
+    switch (format) {
+        case POINT_CLOUD_FORMAT::XYZ:
+            return "# Point Cloud generated by the TARN Camera \n# Number of points " + n + "\n";
+        case POINT_CLOUD_FORMAT::PCD:
+            return std::string("# .PCD v.7 - Point Cloud Data file format\nVERSION .7\n") +
+                   (color ? "FIELDS x y z rgb\nSIZE 4 4 4 4\nTYPE F F F F\nCOUNT 1 1 1 1\n"
+                          : "FIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nCOUNT 1 1 1\n") +
+                   "WIDTH " + n + "\nHEIGHT 1\nPOINTS " + n + "\nDATA ascii\n";
+        case POINT_CLOUD_FORMAT::PLY:
+            return "ply\nformat ascii 1.0\nelement vertex " + n +
+                   "\nproperty float x\nproperty float y\nproperty float z\n" +
+                   (color ? "property uchar red\nproperty uchar green\nproperty uchar blue\n" : "") +
+                   "end_header\n";
+        case POINT_CLOUD_FORMAT::VTK:
+            return "# vtk DataFile Version 3.0\nFile created by Merrow\nASCII\nDATASET POLYDATA\nPOINTS " +
+                   n + " float\n";
+    }
+    return {};
+}
+
+// Text gathered in one large buffer and written to a file in big blocks; remembers whether every write
+// succeeded.
+class TextSink {
+  public:
+    static constexpr size_t kCapacity = size_t{1} << 21;
+
+    explicit TextSink(std::FILE* file) : file(file), begin(new char[kCapacity]), cursor(begin.get()) {}
+
+    /// At least `size` (at most kCapacity) free characters at the returned position; `commit` the end of
+    /// what was written there.
+    char* reserve(size_t size) {
+        if (static_cast<size_t>(begin.get() + kCapacity - cursor) < size) flush();
+        return cursor;
+    }
+    void commit(char* end) { cursor = end; }
+    void append(const std::string& text) {
+        char* out = reserve(text.size());
+        commit(std::copy(text.begin(), text.end(), out));
+    }
+    /// Takes back the last character committed; it is still in the buffer, as flushing only happens in
+    /// `reserve`.
+    void takeBackLast() { --cursor; }
+    /// Writes what is buffered; false once any write has failed.
+    bool flush() {
+        const size_t size = static_cast<size_t>(cursor - begin.get());
+        if (size > 0) succeeded &= std::fwrite(begin.get(), 1, size, file) == size;
+        cursor = begin.get();
+        return succeeded;
+    }
+
+  private:
+    std::FILE* file;
+    std::unique_ptr<char[]> begin;
+    char* cursor;
+    bool succeeded = true;
+};
+
+// Calls `visit` with each point whose x is finite, in memory order; y and z are not tested.
+template <typename Visit>
+void forEachValidPoint(const HostRows& rows, size_t pointBytes, Visit visit) {
+    for (size_t y = 0; y < rows.height; ++y) {
+        const unsigned char* point = rows.data + y * rows.step;
+        for (size_t x = 0; x < rows.width; ++x, point += pointBytes) {
+            float xyz[3];
+            std::memcpy(xyz, point, sizeof xyz);
+            if (isFinite(xyz[0])) visit(xyz, point);
+        }
+    }
+}
+
+// The decimal text of every byte value, its digits first and its length in the fourth character.
+struct ByteTexts {
+    char text[256][4];
+    constexpr ByteTexts() : text() {
+        for (int value = 0; value < 256; ++value) {
+            char* digits = text[value];
+            int length = 0;
+            if (value >= 100) digits[length++] = static_cast<char>('0' + value / 100);
+            if (value >= 10) digits[length++] = static_cast<char>('0' + value / 10 % 10);
+            digits[length++] = static_cast<char>('0' + value % 10);
+            digits[3] = static_cast<char>(length);
+        }
+    }
+};
+constexpr ByteTexts kByteTexts;
+
+// Writes the decimal text of `value`: four characters are stored, one past the text when it is shorter,
+// so that there is no branch on the number of digits.
+char* writeByte(unsigned char value, char* out) {
+    std::memcpy(out, kByteTexts.text[value], 4);
+    return out + kByteTexts.text[value][3];
+}
+
+// Each coordinate and its separator, then a blank and the longest colour text, then the line end.
+constexpr size_t kMaxPointLine = 3 * (detail::kFixed6MaxLength + 1) + 1 + detail::kExponent6MaxLength;
+
+// One line per valid point: "%f %f %f", then the colour text. The last line ends without a line break.
+void writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, TextSink& sink) {
+    bool any = false;
+    forEachValidPoint(rows, pointBytes, [&](const float* xyz, const unsigned char* point) {
+        char* out = sink.reserve(kMaxPointLine);
+        out += detail::formatFixed6(xyz[0], out);
+        *out++ = ' ';
+        out += detail::formatFixed6(xyz[1], out);
+        *out++ = ' ';
+        out += detail::formatFixed6(xyz[2], out);
+        // Red, green and blue are bytes 0, 1 and 2 of the fourth float.
+        const unsigned char* rgb = point + 3 * sizeof(float);
+        if (color == ColorText::PackedFloat) {
+            // Each channel clamped to 254 and packed as 0x00RRGGBB, printed as the float of those bits.
+            const uint32_t word = uint32_t{std::min<unsigned char>(rgb[0], 254)} << 16 |
+                                  uint32_t{std::min<unsigned char>(rgb[1], 254)} << 8 |
+                                  std::min<unsigned char>(rgb[2], 254);
+            float packed;
+            std::memcpy(&packed, &word, sizeof packed);
+            *out++ = ' ';
+            out += detail::formatExponent6(packed, out);
+        } else if (color == ColorText::Bytes) {
+            for (int channel = 0; channel < 3; ++channel) {
+                *out++ = ' ';
+                out = writeByte(rgb[channel], out);
+            }
+        }
+        *out++ = '\n';
+        sink.commit(out);
+        any = true;
+    });
+    if (any) sink.takeBackLast();
+}
+
+// VTK's vertex list: "VERTICES", the count and the list size, then one single-point vertex per point.
+void writeVertices(size_t count, TextSink& sink) {
+    sink.append("VERTICES " + std::to_string(count) + " " + std::to_string(2 * count) + "\n");
+    for (size_t i = 0; i < count; ++i) {
+        char* out = sink.reserve(24);
+        *out++ = '1';
+        *out++ = ' ';
+        out = std::to_chars(out, out + 20, i).ptr;
+        *out++ = '\n';
+        sink.commit(out);
+    }
+}
+
+}  // namespace
+
+bool saveDepthAs(const Mat& depth, DEPTH_FORMAT format, String name, float factor) {
+    const HostRows rows = hostRows(depth);
+    if (rows.data == nullptr || depth.dataType != MAT_TYPE::F32_C1) return false;
+    switch (format) {
+        case DEPTH_FORMAT::PNG:
+            // Level 0: stored without compression.
+            return writeDepthImage(rows, withExtension(name, ".png"), factor,
+                                   {cv::IMWRITE_PNG_COMPRESSION, 0});
+        case DEPTH_FORMAT::PGM:
+            return writeDepthImage(rows, withExtension(name, ".pgm"), factor, {cv::IMWRITE_PXM_BINARY, 1});
+        case DEPTH_FORMAT::PFM:
+            // Floats as they are: the factor does not apply.
+            return writePfm(rows, withExtension(name, ".pfm"));
+    }
+    std::printf(" Invalid Depth Format\n");
+    return false;
+}
+
+bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, bool withColor) {
+    const HostRows rows = hostRows(cloud);
+    const bool fourChannels = cloud.dataType == MAT_TYPE::F32_C4;
+    if (rows.data == nullptr || (!fourChannels && cloud.dataType != MAT_TYPE::F32_C3)) return false;
+    const CloudFormat described = describe(format);
+    if (described.extension == nullptr) return false;
+    const ColorText color = withColor ? described.color : ColorText::None;
+    // Colour lives in the fourth float, which a three-channel cloud does not have.
+    if (color != ColorText::None && !fourChannels) return false;
+
+    size_t count = 0;
+    forEachValidPoint(rows, cloud.pixelBytes, [&count](const float*, const unsigned char*) { ++count; });
+    // The file is written under a temporary name and renamed into place once complete: a failed write
+    // leaves no partial cloud behind, and an existing file stays as it was until then.
+    const std::string outputName = withExtension(name, described.extension);
+    const std::string temporaryName = outputName + "_tmp0.txt";
+    bool succeeded = false;
+    {
+        File temporary(temporaryName, "wb");
+        if (!temporary) return false;
+        TextSink sink(temporary.get());
+        sink.append(cloudHeader(format, color != ColorText::None, count));
+        writePointLines(rows, cloud.pixelBytes, color, sink);
+        // The vertex list starts on the line of the last point.
+        if (format == POINT_CLOUD_FORMAT::VTK) writeVertices(count, sink);
+        succeeded = sink.flush();
+        succeeded &= temporary.close();
+    }
+    if (succeeded) {
+        // An old file is unlinked before the rename rather than renamed over: ext4 flushes a file renamed
+        // over another one to disk at once, which costs as much as formatting the whole cloud.
+        ::unlink(outputName.c_str());
+        succeeded = std::rename(temporaryName.c_str(), outputName.c_str()) == 0;
+    }
+    if (!succeeded) std::remove(temporaryName.c_str());
+    return succeeded;
+}
+
+}  // namespace vela

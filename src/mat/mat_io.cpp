@@ -1,0 +1,174 @@
+// Mat images to and from files: the extension and the element type choose the image encoder, the depth-map
+// exporter or the point-cloud exporter; reading decodes into a fresh host buffer.
+
+#include "mat/mat_io.hpp"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/logging.hpp"
+#include "kernels/element_types.hpp"
+#include "vela/mat/exporters.hpp"
+#include "vela/mat/mat.hpp"
+
+namespace vela {
+namespace {
+
+// The scalar type and channel count of a Mat element type.
+template <typename T>
+struct ElementShape {
+    using Scalar = T;
+    static constexpr int channels = 1;
+};
+template <template <typename> class Vector, typename T>
+struct ElementShape<Vector<T>> {
+    using Scalar = T;
+    static constexpr int channels = static_cast<int>(Vector<T>::size());
+};
+
+// The text after the last "." of `path`; empty when there is no "." or the text is longer than four
+// characters. Case is kept: "PNG" is not "png".
+std::string extensionOf(const std::string& path) {
+    const size_t dot = path.rfind('.');
+    if (dot == std::string::npos || path.size() - dot - 1 > 4) return {};
+    return path.substr(dot + 1);
+}
+
+DEPTH_FORMAT depthFormatFor(const std::string& extension) {
+    if (extension == "png") return DEPTH_FORMAT::PNG;
+    if (extension == "pgm") return DEPTH_FORMAT::PGM;
+    return DEPTH_FORMAT::PFM;
+}
+
+POINT_CLOUD_FORMAT cloudFormatFor(const std::string& extension) {
+    if (extension == "xyz") return POINT_CLOUD_FORMAT::XYZ;
+    if (extension == "ply") return POINT_CLOUD_FORMAT::PLY;
+    if (extension == "vtk") return POINT_CLOUD_FORMAT::VTK;
+    return POINT_CLOUD_FORMAT::PCD;
+}
+
+// The encoder's parameters: "png" takes a level of compression / 10, "jpg" and "jpeg" a quality of
+// 100 - compression. Only -1 means the default, which is settled before scaling: level 3, quality 95.
+std::vector<int> encoderParameters(const std::string& extension, int compression) {
+    if (extension == "png") {
+        const int amount = compression == -1 ? 30 : compression;
+        return {cv::IMWRITE_PNG_COMPRESSION, std::clamp(amount / 10, 0, 9)};
+    }
+    if (extension == "jpg" || extension == "jpeg") {
+        const int amount = compression == -1 ? 5 : compression;
+        return {cv::IMWRITE_JPEG_QUALITY, 100 - std::clamp(amount, 0, 100)};
+    }
+    return {};
+}
+
+ERROR_CODE unsupported() {
+    detail::logError("{} Mat type currently not supported.", "[Mat] ");
+    return ERROR_CODE::FAILURE;
+}
+
+ERROR_CODE exported(bool written) {
+    return written ? ERROR_CODE::SUCCESS : unsupported();
+}
+
+// Puts the image library's error handler back to its default, however the encoder returns.
+struct DefaultErrorHandlerOnExit {
+    ~DefaultErrorHandlerOnExit() { cv::redirectError(nullptr, nullptr, nullptr); }
+};
+
+// Encodes a copy of the host content: the encoder never sees, and never changes, the Mat's own buffer. Four
+// channels stay four channels. The encoder's own verdict is not examined: without an exception, the write
+// succeeded.
+ERROR_CODE encodeImage(const Mat& mat, const std::string& path, const std::string& extension,
+                       int compression) {
+    try {
+        cv::Mat image;
+        if (mat.cpuBuffer != nullptr) {
+            cv::Mat(static_cast<int>(mat.height), static_cast<int>(mat.width), cvTypeOf(mat.dataType),
+                    mat.cpuBuffer.get(), mat.getStepBytes(MEM::CPU))
+                .copyTo(image);
+        }
+        if (image.empty()) return unsupported();
+        const DefaultErrorHandlerOnExit resetHandler;
+        cv::imwrite(path, image, encoderParameters(extension, compression));
+        return ERROR_CODE::SUCCESS;
+    } catch (const cv::Exception& error) {
+        detail::logError("{} in {} : {}", "[Mat] ", "write", error.what());
+        return ERROR_CODE::FAILURE;
+    }
+}
+
+}  // namespace
+
+int cvTypeOf(MAT_TYPE type) {
+    switch (type) {
+#define VELA_CV_TYPE(T, name) \
+    case MAT_TYPE::name:      \
+        return CV_MAKETYPE(cv::traits::Depth<ElementShape<T>::Scalar>::value, ElementShape<T>::channels);
+        VELA_FOR_EACH_ELEMENT_TYPE(VELA_CV_TYPE)
+#undef VELA_CV_TYPE
+    }
+    return -1;
+}
+
+MAT_TYPE matTypeFromCvMat(const cv::Mat& mat) {
+#define VELA_MATCH_CV_TYPE(T, name) \
+    if (mat.type() == cvTypeOf(MAT_TYPE::name)) return MAT_TYPE::name;
+    VELA_FOR_EACH_ELEMENT_TYPE(VELA_MATCH_CV_TYPE)
+#undef VELA_MATCH_CV_TYPE
+    // Deliberately one 8-bit channel: read then copies only the bytes such a grid holds.
+    return MAT_TYPE::U8_C1;
+}
+
+ERROR_CODE Mat::write(const String& filePath, MEM mem, int compression) {
+    if (!initialized) return ERROR_CODE::FAILURE;
+    if (mem == MEM::GPU) {
+        if (updateCPUfromGPU() != ERROR_CODE::SUCCESS) return ERROR_CODE::INVALID_FUNCTION_CALL;
+    } else if (mem != MEM::CPU) {
+        return ERROR_CODE::INVALID_FUNCTION_CALL;
+    }
+    const std::string path = filePath.str();
+    const std::string extension = extensionOf(path);
+    switch (dataType) {
+        case MAT_TYPE::F32_C1:
+            return exported(saveDepthAs(*this, depthFormatFor(extension), filePath, 1.0f));
+        case MAT_TYPE::F32_C3:
+        case MAT_TYPE::F32_C4:
+            return exported(
+                savePointCloudAs(*this, cloudFormatFor(extension), filePath, dataType == MAT_TYPE::F32_C4));
+        case MAT_TYPE::U8_C1:
+        case MAT_TYPE::U8_C3:
+        case MAT_TYPE::U8_C4:
+        case MAT_TYPE::S8_C4:
+            return encodeImage(*this, path, extension, compression);
+        case MAT_TYPE::U16_C1:
+            // 16-bit samples are only written as PNG.
+            return extension == "png" ? encodeImage(*this, path, extension, compression) : unsupported();
+        case MAT_TYPE::F32_C2:
+        case MAT_TYPE::U8_C2:
+            return unsupported();
+    }
+    return unsupported();
+}
+
+ERROR_CODE Mat::read(const String& filePath) {
+    try {
+        const cv::Mat image = cv::imread(filePath.str(), cv::IMREAD_UNCHANGED);
+        if (image.empty()) return ERROR_CODE::FAILURE;
+        free(MEM_BOTH);
+        alloc(static_cast<size_t>(image.cols), static_cast<size_t>(image.rows), matTypeFromCvMat(image),
+              MEM::CPU);
+        // Decoded rows are packed like host rows. For a fall-back type the new buffer is smaller than the
+        // image, and only its size is copied.
+        std::memcpy(cpuBuffer.get(), image.data, stepCPU * height);
+        return ERROR_CODE::SUCCESS;
+    } catch (const cv::Exception& error) {
+        detail::logError("{} in {} : {}", "[Mat] ", "read", error.what());
+        return ERROR_CODE::FAILURE;
+    }
+}
+
+}  // namespace vela

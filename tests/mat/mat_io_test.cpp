@@ -1,0 +1,286 @@
+// Mat::write and Mat::read: round trips through the image formats, the compression parameter, extension
+// dispatch (case-sensitive, at most four characters), unsupported types, and read's type mapping.
+
+#include <gtest/gtest.h>
+
+#include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include <vela/vela.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mat/mat_io.hpp"
+#include "support/log_collector.hpp"
+#include "support/temp_dir.hpp"
+
+namespace vela {
+namespace {
+
+using test::LogCollector;
+using test::readFile;
+using test::TempDir;
+
+const std::vector<std::string> kUnsupported = {"[Mat]  Mat type currently not supported."};
+
+std::vector<unsigned char> bytesOf(const Mat& mat) {
+    const unsigned char* data = mat.getPtr<unsigned char>();
+    return std::vector<unsigned char>(data, data + mat.width * mat.height * mat.pixelBytes);
+}
+
+// A 7x5 image whose bytes all differ from their neighbours; below `limit` each.
+Mat patterned(MAT_TYPE type, unsigned limit = 251) {
+    Mat mat(7, 5, type);
+    unsigned char* data = mat.getPtr<unsigned char>();
+    for (size_t i = 0; i < mat.width * mat.height * mat.pixelBytes; ++i)
+        data[i] = static_cast<unsigned char>((i * 37 + 11) % limit);
+    return mat;
+}
+
+// A 64x64 colour image with smooth gradients and fine texture, so that lossy settings make a difference.
+Mat photo() {
+    Mat image(64, 64, MAT_TYPE::U8_C3);
+    for (size_t y = 0; y < 64; ++y)
+        for (size_t x = 0; x < 64; ++x)
+            image.setValue(
+                x, y,
+                Vector3<unsigned char>(static_cast<unsigned char>(4 * x), static_cast<unsigned char>(4 * y),
+                                       static_cast<unsigned char>((x * y * 7) % 256)));
+    return image;
+}
+
+struct RoundTrip {
+    MAT_TYPE type;
+    const char* extension;
+};
+
+TEST(MatWrite, every_image_type_reads_back_unchanged_through_the_formats_that_hold_it) {
+    const RoundTrip trips[] = {
+        {MAT_TYPE::U8_C1, "png"},  {MAT_TYPE::U8_C1, "bmp"},  {MAT_TYPE::U8_C1, "tiff"},
+        {MAT_TYPE::U8_C1, "pgm"},  {MAT_TYPE::U8_C3, "png"},  {MAT_TYPE::U8_C3, "bmp"},
+        {MAT_TYPE::U8_C3, "tif"},  {MAT_TYPE::U8_C3, "ppm"},  {MAT_TYPE::U8_C4, "png"},
+        {MAT_TYPE::U8_C4, "tiff"}, {MAT_TYPE::U16_C1, "png"},
+    };
+    const TempDir dir;
+    for (const RoundTrip& trip : trips) {
+        Mat original = patterned(trip.type);
+        const std::string path = dir.path(std::string("image.") + trip.extension);
+        ASSERT_EQ(original.write(path), ERROR_CODE::SUCCESS) << trip.extension;
+        Mat decoded;
+        ASSERT_EQ(decoded.read(path), ERROR_CODE::SUCCESS) << trip.extension;
+        EXPECT_EQ(decoded.dataType, trip.type) << trip.extension;
+        EXPECT_EQ(decoded.getResolution(), original.getResolution());
+        EXPECT_EQ(bytesOf(decoded), bytesOf(original)) << toString(trip.type) << " " << trip.extension;
+    }
+}
+
+TEST(MatWrite, signed_bytes_are_encoded_as_unsigned_bytes) {
+    Mat original = patterned(MAT_TYPE::S8_C4, 128);
+    const TempDir dir;
+    ASSERT_EQ(original.write(dir.path("signed.png")), ERROR_CODE::SUCCESS);
+    Mat decoded;
+    ASSERT_EQ(decoded.read(dir.path("signed.png")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(decoded.dataType, MAT_TYPE::U8_C4);
+    EXPECT_EQ(bytesOf(decoded), bytesOf(original));
+}
+
+TEST(MatWrite, writing_leaves_the_host_content_alone) {
+    Mat image = patterned(MAT_TYPE::U8_C4);
+    const std::vector<unsigned char> before = bytesOf(image);
+    const TempDir dir;
+    ASSERT_EQ(image.write(dir.path("image.jpg"), MEM::CPU, 80), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(bytesOf(image), before);
+}
+
+TEST(MatWrite, jpeg_quality_is_100_minus_the_compression_with_95_by_default) {
+    Mat image = photo();
+    const TempDir dir;
+    const int settings[] = {-1, 0, 5, 50, 90, 100, 150};
+    for (int compression : settings)
+        ASSERT_EQ(image.write(dir.path("q" + std::to_string(compression) + ".jpg"), MEM::CPU, compression),
+                  ERROR_CODE::SUCCESS);
+    ASSERT_EQ(image.write(dir.path("default.jpeg")), ERROR_CODE::SUCCESS);
+    const auto file = [&](const std::string& name) { return readFile(dir.path(name)); };
+    EXPECT_EQ(file("q-1.jpg"), file("q5.jpg"));
+    EXPECT_EQ(file("default.jpeg"), file("q5.jpg"));
+    EXPECT_EQ(file("q150.jpg"), file("q100.jpg"));
+    EXPECT_GT(file("q0.jpg").size(), file("q50.jpg").size());
+    EXPECT_GT(file("q50.jpg").size(), file("q90.jpg").size());
+    // More compression, more error once decoded.
+    const auto error = [&](const std::string& name) {
+        Mat decoded;
+        EXPECT_EQ(decoded.read(dir.path(name)), ERROR_CODE::SUCCESS);
+        const std::vector<unsigned char> a = bytesOf(decoded), b = bytesOf(image);
+        long sum = 0;
+        for (size_t i = 0; i < a.size(); ++i)
+            sum += std::abs(a[i] - b[i]);
+        return sum;
+    };
+    EXPECT_LT(error("q0.jpg"), error("q90.jpg"));
+}
+
+TEST(MatWrite, png_level_is_a_tenth_of_the_compression_with_3_by_default) {
+    Mat image = photo();
+    const TempDir dir;
+    for (int compression : {-95, -5, -1, 0, 30, 90, 95, 100})
+        ASSERT_EQ(image.write(dir.path("l" + std::to_string(compression) + ".png"), MEM::CPU, compression),
+                  ERROR_CODE::SUCCESS);
+    const auto file = [&](const std::string& name) { return readFile(dir.path(name)); };
+    EXPECT_EQ(file("l-1.png"), file("l30.png"));
+    EXPECT_EQ(file("l95.png"), file("l90.png"));
+    EXPECT_EQ(file("l100.png"), file("l90.png"));
+    EXPECT_EQ(file("l-5.png"), file("l0.png"));
+    EXPECT_EQ(file("l-95.png"), file("l0.png"));
+    EXPECT_GT(file("l0.png").size(), file("l90.png").size());
+}
+
+TEST(MatWrite, extensions_match_case_sensitively) {
+    const TempDir dir;
+    // The encoder itself recognises PNG in any case; without the "png" match no level is passed.
+    Mat image = patterned(MAT_TYPE::U8_C3);
+    ASSERT_EQ(image.write(dir.path("image.PNG")), ERROR_CODE::SUCCESS);
+    Mat decoded;
+    ASSERT_EQ(decoded.read(dir.path("image.PNG")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(bytesOf(decoded), bytesOf(image));
+    // 16-bit samples need exactly "png".
+    LogCollector log;
+    EXPECT_EQ(patterned(MAT_TYPE::U16_C1).write(dir.path("counts.PNG")), ERROR_CODE::FAILURE);
+    EXPECT_EQ(log.take(), kUnsupported);
+    // A depth map named .PNG is not a PNG: it becomes a PFM with its own extension.
+    Mat depth(2, 2, MAT_TYPE::F32_C1);
+    depth.setTo(1.0f);
+    ASSERT_EQ(depth.write(dir.path("depth.PNG")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(dir.names(), (std::vector<std::string>{"depth.PNG.pfm", "image.PNG"}));
+}
+
+TEST(MatWrite, an_extension_the_encoder_does_not_know_is_a_logged_failure) {
+    const TempDir dir;
+    Mat image = patterned(MAT_TYPE::U8_C1);
+    LogCollector log;
+    for (const char* name : {"image.abc", "image", "image.tiffx"}) {
+        EXPECT_EQ(image.write(dir.path(name)), ERROR_CODE::FAILURE) << name;
+        const std::vector<std::string> logged = log.take();
+        ASSERT_EQ(logged.size(), 1u) << name;
+        EXPECT_EQ(logged[0].rfind("[Mat]  in write : ", 0), 0u) << logged[0];
+        EXPECT_NE(logged[0].find("could not find a writer"), std::string::npos) << logged[0];
+    }
+    EXPECT_TRUE(dir.names().empty());
+}
+
+TEST(MatWrite, types_the_format_cannot_hold_are_refused_with_a_message) {
+    const TempDir dir;
+    const char* names[] = {"counts.jpg", "pairs.png", "uv.png"};
+    const MAT_TYPE types[] = {MAT_TYPE::U16_C1, MAT_TYPE::U8_C2, MAT_TYPE::F32_C2};
+    LogCollector log;
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(Mat(4, 4, types[i]).write(dir.path(names[i])), ERROR_CODE::FAILURE) << names[i];
+        EXPECT_EQ(log.take(), kUnsupported) << names[i];
+    }
+    // An exporter that cannot write its file is reported the same way.
+    EXPECT_EQ(Mat(4, 4, MAT_TYPE::F32_C1).write(dir.path("missing/depth.pfm")), ERROR_CODE::FAILURE);
+    EXPECT_EQ(log.take(), kUnsupported);
+    EXPECT_TRUE(dir.names().empty());
+}
+
+TEST(MatWrite, refuses_an_empty_mat_and_memory_other_than_cpu_or_gpu) {
+    const TempDir dir;
+    EXPECT_EQ(Mat().write(dir.path("empty.png")), ERROR_CODE::FAILURE);
+    Mat image = patterned(MAT_TYPE::U8_C1);
+    EXPECT_EQ(image.write(dir.path("both.png"), MEM_BOTH), ERROR_CODE::INVALID_FUNCTION_CALL);
+    EXPECT_EQ(image.write(dir.path("managed.png"), MEM_MANAGED), ERROR_CODE::INVALID_FUNCTION_CALL);
+    EXPECT_TRUE(dir.names().empty());
+}
+
+TEST(MatWrite, float_maps_go_to_the_exporter_their_extension_selects) {
+    const TempDir dir;
+    Mat depth(3, 1, MAT_TYPE::F32_C1);
+    depth.setTo(2.6f);
+    Mat cloud(1, 1, MAT_TYPE::F32_C4);
+    cloud.setTo(Vector4<float>(1.0f, 2.0f, 3.0f, 0.0f));
+    Mat plain(1, 1, MAT_TYPE::F32_C3);
+    plain.setTo(Vector3<float>(1.0f, 2.0f, 3.0f));
+    for (const char* name : {"d.png", "d.pgm", "d.exr", "d"})
+        ASSERT_EQ(depth.write(dir.path(name)), ERROR_CODE::SUCCESS) << name;
+    for (const char* name : {"c.ply", "c.vtk", "c.xyz", "c.txt"})
+        ASSERT_EQ(cloud.write(dir.path(name)), ERROR_CODE::SUCCESS) << name;
+    ASSERT_EQ(plain.write(dir.path("p.ply")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(dir.names(), (std::vector<std::string>{"c.ply", "c.txt.pcd", "c.vtk", "c.xyz", "d.exr.pfm",
+                                                     "d.pfm", "d.pgm", "d.png", "p.ply"}));
+    Mat counts;
+    ASSERT_EQ(counts.read(dir.path("d.png")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(counts.dataType, MAT_TYPE::U16_C1);
+    EXPECT_EQ(counts.getPtr<unsigned short>()[2], 3);
+    EXPECT_EQ(readFile(dir.path("d.pgm")).substr(0, 3), "P5\n");
+    // Four channels carry colour; three do not.
+    EXPECT_NE(readFile(dir.path("c.ply")).find("property uchar red\n"), std::string::npos);
+    EXPECT_NE(readFile(dir.path("c.txt.pcd")).find("FIELDS x y z rgb\n"), std::string::npos);
+    EXPECT_EQ(readFile(dir.path("p.ply")).find("property uchar red\n"), std::string::npos);
+}
+
+// The image library's error handler before and after a write; 1 if it was called.
+int countingHandler(int, const char*, const char*, const char*, int, void*) {
+    return 1;
+}
+
+TEST(MatWrite, the_image_library_error_handler_is_reset_after_encoding) {
+    const TempDir dir;
+    Mat image = patterned(MAT_TYPE::U8_C1);
+    for (const char* name : {"image.png", "image.abc"}) {
+        cv::redirectError(countingHandler);
+        image.write(dir.path(name));
+        EXPECT_EQ(cv::redirectError(nullptr), nullptr) << name;
+    }
+}
+
+TEST(MatRead, a_file_that_cannot_be_decoded_leaves_the_mat_as_it_was) {
+    const TempDir dir;
+    Mat image = patterned(MAT_TYPE::U8_C3);
+    const unsigned char* buffer = image.getPtr<unsigned char>();
+    EXPECT_EQ(image.read(dir.path("missing.png")), ERROR_CODE::FAILURE);
+    std::FILE* junk = std::fopen(dir.path("junk.png").c_str(), "w");
+    std::fputs("not an image", junk);
+    std::fclose(junk);
+    EXPECT_EQ(image.read(dir.path("junk.png")), ERROR_CODE::FAILURE);
+    EXPECT_EQ(image.getPtr<unsigned char>(), buffer);
+    EXPECT_EQ(image.dataType, MAT_TYPE::U8_C3);
+    EXPECT_EQ(bytesOf(image), bytesOf(patterned(MAT_TYPE::U8_C3)));
+}
+
+TEST(MatRead, image_types_map_to_mat_types_and_everything_else_to_one_byte_channel) {
+    const std::pair<int, MAT_TYPE> mapped[] = {
+        {CV_32FC1, MAT_TYPE::F32_C1}, {CV_32FC2, MAT_TYPE::F32_C2}, {CV_32FC3, MAT_TYPE::F32_C3},
+        {CV_32FC4, MAT_TYPE::F32_C4}, {CV_8UC1, MAT_TYPE::U8_C1},   {CV_8UC2, MAT_TYPE::U8_C2},
+        {CV_8UC3, MAT_TYPE::U8_C3},   {CV_8UC4, MAT_TYPE::U8_C4},   {CV_16UC1, MAT_TYPE::U16_C1},
+        {CV_8SC4, MAT_TYPE::S8_C4},
+    };
+    for (int depth : {CV_8U, CV_8S, CV_16U, CV_16S, CV_32S, CV_32F, CV_64F, CV_16F}) {
+        for (int channels = 1; channels <= 6; ++channels) {
+            const int type = CV_MAKETYPE(depth, channels);
+            MAT_TYPE expected = MAT_TYPE::U8_C1;
+            for (const auto& entry : mapped)
+                if (entry.first == type) expected = entry.second;
+            EXPECT_EQ(matTypeFromCvMat(cv::Mat(1, 1, type)), expected) << depth << " x " << channels;
+        }
+    }
+}
+
+TEST(MatRead, a_three_channel_16_bit_image_falls_back_to_its_first_bytes_as_one_byte_channel) {
+    const TempDir dir;
+    cv::Mat wide(2, 4, CV_16UC3);
+    for (int i = 0; i < 2 * 4 * 3; ++i)
+        wide.ptr<uint16_t>()[i] = static_cast<uint16_t>(1000 * i + 7);
+    ASSERT_TRUE(cv::imwrite(dir.path("wide.png"), wide));
+    Mat image;
+    ASSERT_EQ(image.read(dir.path("wide.png")), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(image.dataType, MAT_TYPE::U8_C1);
+    EXPECT_EQ(image.getResolution(), Resolution(4, 2));
+    const cv::Mat decoded = cv::imread(dir.path("wide.png"), cv::IMREAD_UNCHANGED);
+    EXPECT_EQ(bytesOf(image), std::vector<unsigned char>(decoded.data, decoded.data + 8));
+}
+
+}  // namespace
+}  // namespace vela
