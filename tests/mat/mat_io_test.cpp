@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "mat/mat_io.hpp"
-#include "support/log_collector.hpp"
+#include "support/log_capture.hpp"
 #include "support/temp_dir.hpp"
 
 namespace vela {
 namespace {
 
-using test::LogCollector;
+using test::LogCapture;
 using test::readFile;
 using test::TempDir;
 
@@ -147,9 +147,9 @@ TEST(MatWrite, extensions_match_case_sensitively) {
     ASSERT_EQ(decoded.read(dir.path("image.PNG")), ERROR_CODE::SUCCESS);
     EXPECT_EQ(bytesOf(decoded), bytesOf(image));
     // 16-bit samples need exactly "png".
-    LogCollector log;
+    LogCapture log;
     EXPECT_EQ(patterned(MAT_TYPE::U16_C1).write(dir.path("counts.PNG")), ERROR_CODE::FAILURE);
-    EXPECT_EQ(log.take(), kUnsupported);
+    EXPECT_EQ(log.texts(), kUnsupported);
     // A depth map named .PNG is not a PNG: it becomes a PFM with its own extension.
     Mat depth(2, 2, MAT_TYPE::F32_C1);
     depth.setTo(1.0f);
@@ -160,10 +160,10 @@ TEST(MatWrite, extensions_match_case_sensitively) {
 TEST(MatWrite, an_extension_the_encoder_does_not_know_is_a_logged_failure) {
     const TempDir dir;
     Mat image = patterned(MAT_TYPE::U8_C1);
-    LogCollector log;
+    LogCapture log;
     for (const char* name : {"image.abc", "image", "image.tiffx"}) {
         EXPECT_EQ(image.write(dir.path(name)), ERROR_CODE::FAILURE) << name;
-        const std::vector<std::string> logged = log.take();
+        const std::vector<std::string> logged = log.texts();
         ASSERT_EQ(logged.size(), 1u) << name;
         EXPECT_EQ(logged[0].rfind("[Mat]  in write : ", 0), 0u) << logged[0];
         EXPECT_NE(logged[0].find("could not find a writer"), std::string::npos) << logged[0];
@@ -175,14 +175,14 @@ TEST(MatWrite, types_the_format_cannot_hold_are_refused_with_a_message) {
     const TempDir dir;
     const char* names[] = {"counts.jpg", "pairs.png", "uv.png"};
     const MAT_TYPE types[] = {MAT_TYPE::U16_C1, MAT_TYPE::U8_C2, MAT_TYPE::F32_C2};
-    LogCollector log;
+    LogCapture log;
     for (size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(Mat(4, 4, types[i]).write(dir.path(names[i])), ERROR_CODE::FAILURE) << names[i];
-        EXPECT_EQ(log.take(), kUnsupported) << names[i];
+        EXPECT_EQ(log.texts(), kUnsupported) << names[i];
     }
     // An exporter that cannot write its file is reported the same way.
     EXPECT_EQ(Mat(4, 4, MAT_TYPE::F32_C1).write(dir.path("missing/depth.pfm")), ERROR_CODE::FAILURE);
-    EXPECT_EQ(log.take(), kUnsupported);
+    EXPECT_EQ(log.texts(), kUnsupported);
     EXPECT_TRUE(dir.names().empty());
 }
 
