@@ -77,37 +77,31 @@ TEST(ObjectClasses, subclasses_of_each_class_in_their_listed_order) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(CustomObjectData, box_record_starts_empty_with_a_fresh_identifier) {
-    const vela::CustomBoxObjectData first;
-    const vela::CustomBoxObjectData second;
-    EXPECT_EQ(first.unique_object_id.size(), 36u);
-    EXPECT_NE(first.unique_object_id, second.unique_object_id);
-    ASSERT_EQ(first.bounding_box_2d.size(), 4u);
-    for (const auto& corner : first.bounding_box_2d)
+// The defaults both records start with; `other` is a second record, whose identifier must differ.
+void expectFreshBoxDefaults(const vela::CustomBoxObjectData& record, const vela::CustomBoxObjectData& other) {
+    EXPECT_EQ(record.unique_object_id.size(), 36u);
+    EXPECT_NE(record.unique_object_id, other.unique_object_id);
+    ASSERT_EQ(record.bounding_box_2d.size(), 4u);
+    for (const auto& corner : record.bounding_box_2d)
         EXPECT_EQ(corner, vela::Vector2<int32_t>(0, 0));
     static_assert(sizeof(vela::Vector2<int32_t>) == 8, "a corner is two 32-bit coordinates");
-    EXPECT_EQ(first.label, -1);
-    EXPECT_EQ(first.probability, 0.f);
-    EXPECT_TRUE(first.is_grounded);
-    EXPECT_FALSE(first.is_static);
-    EXPECT_EQ(first.tracking_timeout, -1.f);
-    EXPECT_EQ(first.tracking_max_dist, -1.f);
+    EXPECT_EQ(record.label, -1);
+    EXPECT_EQ(record.probability, 0.f);
+    EXPECT_TRUE(record.is_grounded);
+    EXPECT_FALSE(record.is_static);
+    EXPECT_EQ(record.tracking_timeout, -1.f);
+    EXPECT_EQ(record.tracking_max_dist, -1.f);
+}
+
+TEST(CustomObjectData, box_record_starts_empty_with_a_fresh_identifier) {
+    expectFreshBoxDefaults(vela::CustomBoxObjectData(), vela::CustomBoxObjectData());
 }
 
 TEST(CustomObjectData, mask_record_has_the_box_defaults_and_an_empty_mask) {
-    const vela::CustomMaskObjectData first;
-    const vela::CustomMaskObjectData second;
-    EXPECT_EQ(first.unique_object_id.size(), 36u);
-    EXPECT_NE(first.unique_object_id, second.unique_object_id);
-    EXPECT_EQ(first.bounding_box_2d.size(), 4u);
-    EXPECT_EQ(first.label, -1);
-    EXPECT_EQ(first.probability, 0.f);
-    EXPECT_TRUE(first.is_grounded);
-    EXPECT_FALSE(first.is_static);
-    EXPECT_EQ(first.tracking_timeout, -1.f);
-    EXPECT_EQ(first.tracking_max_dist, -1.f);
-    EXPECT_FALSE(first.box_mask.isInit());
-    EXPECT_EQ(first.box_mask.width, 0u);
+    const vela::CustomMaskObjectData record;
+    expectFreshBoxDefaults(record, vela::CustomMaskObjectData());
+    EXPECT_FALSE(record.box_mask.isInit());
+    EXPECT_EQ(record.box_mask.width, 0u);
 }
 
 }  // namespace
