@@ -12,6 +12,7 @@
 
 #include "core/logging.hpp"
 #include "support/log_capture.hpp"
+#include "support/temp_dir.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 
 namespace {
@@ -34,10 +35,7 @@ CommunicationParameters network(const std::string& address, int port) {
 }
 
 std::string readFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
+    return vela::test::readFile(path.string());
 }
 
 TEST(CommunicationParameters, default_record_is_intra_process_and_encodes_all_three_members) {
@@ -180,17 +178,12 @@ TEST(CommunicationParameters, decode_throws_the_json_type_error_for_a_port_that_
 // Records files in a fresh directory and what reaches the library's logger.
 class CommunicationParametersFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = ::testing::TempDir() + "vela_comm_XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        dir = pattern;
-        ASSERT_TRUE(log.attached());
-    }
-    void TearDown() override { fs::remove_all(dir); }
+    void SetUp() override { ASSERT_TRUE(log.attached()); }
     std::vector<vela::test::LogCapture::Message> drain() { return log.take(); }
     String path(const char* name) const { return String((dir / name).string()); }
 
-    fs::path dir;
+    vela::test::TempDir temp;
+    const fs::path dir{temp.path("")};
     vela::test::LogCapture log;
 };
 

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "serialization/json_file.hpp"
+#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -24,10 +25,7 @@ using vela::json;
 using vela::JSON_FILE_STATUS;
 
 std::string readFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
+    return vela::test::readFile(path.string());
 }
 
 void writeFile(const fs::path& path, const std::string& content) {
@@ -36,15 +34,10 @@ void writeFile(const fs::path& path, const std::string& content) {
 
 class JsonFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        std::string pattern = ::testing::TempDir() + "vela_json_XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        dir = pattern;
-    }
-    void TearDown() override { fs::remove_all(dir); }
-    size_t entries() const { return static_cast<size_t>(std::distance(fs::directory_iterator(dir), {})); }
+    size_t entries() const { return temp.names().size(); }
 
-    fs::path dir;
+    vela::test::TempDir temp;
+    const fs::path dir{temp.path("")};
 };
 
 TEST(JsonMembers, getString_strips_the_quotes_of_strings_only) {
