@@ -4,6 +4,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-10}
+# A fixed seed keeps the short CI runs repeatable; FUZZ_SEED=0 lets libFuzzer pick one for long runs.
+seed=${FUZZ_SEED:-1}
+# The image decoder allocates what a header claims, up to 2^30 pixels by default: a 100-byte file can ask
+# for gigabytes, past libFuzzer's memory limit. The fuzz runs cap it at 16 Mpixel, which is what callers
+# reading untrusted files should do too.
+export OPENCV_IO_MAX_IMAGE_PIXELS=${OPENCV_IO_MAX_IMAGE_PIXELS:-16777216}
 cmake --preset fuzz -DCMAKE_RULE_MESSAGES=OFF >/dev/null
 cmake --build --preset fuzz -- --no-print-directory
 for target in build/fuzz/fuzz/*_fuzz; do
@@ -12,7 +18,7 @@ for target in build/fuzz/fuzz/*_fuzz; do
     echo "== fuzz $name (${seconds}s)"
     log="build/fuzz/$name.log"
     # Standard output and error are closed for the target (its warnings are expected); libFuzzer keeps its own.
-    if ! "$target" -max_total_time="$seconds" -close_fd_mask=3 -print_final_stats=1 \
+    if ! "$target" -max_total_time="$seconds" -seed="$seed" -close_fd_mask=3 -print_final_stats=1 \
         -artifact_prefix="build/fuzz/artifacts/$name-" "build/fuzz/corpus/$name" "fuzz/corpus/$name" >"$log" 2>&1; then
         tail -n 60 "$log"
         exit 1
