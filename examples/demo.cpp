@@ -1,28 +1,264 @@
-// Walks through vela's public interface: every status code with its short and long text, and the
-// description of a few Mats.
+// Walks one depth frame through vela the way a capture module and an application would: a synthetic scene
+// is back-projected to a coloured point cloud, converted to metres and to a z-up system, written in every
+// point-cloud and depth format, and a camera pose and a link configuration go through their conversions
+// and files. Prints what each step returned and exits non-zero with one line of reason on any failure.
 
+#include <cuda_runtime_api.h>
 #include <vela/vela.hpp>
 
+#include <chrono>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <system_error>
 
-int main() {
-    std::printf("%-6s %-45s %s\n", "code", "short text", "verbose text");
-    for (int value = -4; value <= 33; ++value) {
-        const auto code = static_cast<vela::ERROR_CODE>(value);
-        std::printf("%-6d %-45s %s\n", value, vela::toString(code).c_str(), vela::toVerbose(code).c_str());
+#include "synthetic_scene.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+    fs::path outDir = "vela-demo-out";
+    size_t width = 1280;
+    size_t height = 720;
+};
+
+[[noreturn]] void fail(const std::string& reason) {
+    std::fprintf(stderr, "vela_demo: %s\n", reason.c_str());
+    std::exit(1);
+}
+
+void printUsage() {
+    std::printf(
+        "usage: vela_demo [--out DIR] [--resolution WIDTHxHEIGHT] [--help]\n"
+        "  --out DIR             folder for the files written (default ./vela-demo-out)\n"
+        "  --resolution WxH      size of the synthetic frame, 16x16 to 7680x4320 (default 1280x720)\n");
+}
+
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--help" || arg == "-h") {
+            printUsage();
+            std::exit(0);
+        } else if (arg == "--out" && hasValue) {
+            options.outDir = argv[++i];
+        } else if (arg == "--resolution" && hasValue) {
+            const std::string value = argv[++i];
+            unsigned long width = 0, height = 0;
+            char tail = 0;
+            if (std::sscanf(value.c_str(), "%lux%lu%c", &width, &height, &tail) != 2 || width < 16 ||
+                height < 16 || width > 7680 || height > 4320)
+                fail("--resolution wants WIDTHxHEIGHT between 16x16 and 7680x4320, not \"" + value + "\"");
+            options.width = width;
+            options.height = height;
+        } else {
+            fail("unknown option or missing value: \"" + arg + "\" (try --help)");
+        }
+    }
+    return options;
+}
+
+// What went wrong with a step, or an empty text when it went well.
+std::string problem(bool written) {
+    return written ? "" : "returned false";
+}
+std::string problem(vela::ERROR_CODE status) {
+    if (status <= vela::ERROR_CODE::SUCCESS) return "";
+    return std::string("returned ") + vela::toString(status).c_str() + " (" +
+           vela::toVerbose(status).c_str() + ")";
+}
+
+// Runs `action` and returns how long it took, in milliseconds; its result goes to `result`.
+template <typename Action, typename Result>
+double timed(Action&& action, Result& result) {
+    const auto start = std::chrono::steady_clock::now();
+    result = action();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Runs a step that cannot fail and prints its time.
+template <typename Action>
+void run(const std::string& label, Action&& action) {
+    int done = 0;
+    const double ms = timed(
+        [&] {
+            action();
+            return 1;
+        },
+        done);
+    std::printf("  %-58s %9.1f ms\n", label.c_str(), ms);
+}
+
+// Runs a step that returns a status and prints its time and status, with the verbose text unless it is
+// SUCCESS; a failure ends the demo.
+template <typename Action>
+void step(const std::string& label, Action&& action) {
+    vela::ERROR_CODE status{};
+    const double ms = timed(action, status);
+    std::printf("  %-58s %9.1f ms  %s", label.c_str(), ms, vela::toString(status).c_str());
+    if (status != vela::ERROR_CODE::SUCCESS) std::printf(" (%s)", vela::toVerbose(status).c_str());
+    std::printf("\n");
+    if (!problem(status).empty()) fail(label + " " + problem(status));
+}
+
+// Runs a writer of `path` (returning a bool or a status) and prints the file's size and the time taken; a
+// failure ends the demo.
+template <typename Writer>
+void writeFile(const fs::path& path, Writer&& writer) {
+    decltype(writer()) result{};
+    const double ms = timed(writer, result);
+    std::error_code error;
+    const auto bytes = fs::file_size(path, error);
+    if (!problem(result).empty() || error) fail("writing " + path.string() + " " + problem(result));
+    std::printf("  %-34s %12ju bytes %9.1f ms\n", path.filename().c_str(), static_cast<uintmax_t>(bytes), ms);
+}
+
+// Where the cloud lives: GPU memory when the runtime sees a device, host memory otherwise, with the reason.
+vela::MEM chooseCloudMemory(std::string& why) {
+    int devices = 0;
+    const cudaError_t status = cudaGetDeviceCount(&devices);
+    if (status != cudaSuccess || devices == 0) {
+        why = status != cudaSuccess ? std::string("no CUDA device (") + cudaGetErrorString(status) + ")"
+                                    : "the CUDA runtime sees no device";
+        cudaGetLastError();  // the probe's error is not the library's
+        return vela::MEM::CPU;
+    }
+    cudaDeviceProp properties{};
+    why = cudaGetDeviceProperties(&properties, 0) == cudaSuccess ? properties.name : "device 0";
+    return vela::MEM::GPU;
+}
+
+// Prints the pose's angles and position; in a z-up system also its heading, the angle about z of the camera's
+// forward axis (y of the system) seen from above.
+void printPose(const char* label, const vela::Transform& pose, bool zUp) {
+    const vela::Vector3<float> degrees = pose.getEulerAngles(false);
+    const vela::Translation position = pose.getTranslation();
+    std::printf("  %-26s angles about x, y, z %7.2f %7.2f %7.2f deg, position %9.3f %9.3f %9.3f", label,
+                degrees.x, degrees.y, degrees.z, position.x, position.y, position.z);
+    if (zUp) {
+        const vela::Rotation rotation = pose.getRotationMatrix();
+        std::printf(", heading %6.2f deg", std::atan2(-rotation(0, 1), rotation(1, 1)) * 180.0 / M_PI);
+    }
+    std::printf("\n");
+}
+
+void walkPointCloud(const Options& options, const demo::Camera& camera) {
+    vela::Mat depth, colour;
+    run("render the synthetic scene",
+        [&] { demo::renderScene(camera, options.width, options.height, depth, colour); });
+    depth.name = "depth (mm)";
+    colour.name = "colour";
+
+    std::string why;
+    const vela::MEM side = chooseCloudMemory(why);
+    const std::string where = side == vela::MEM::GPU ? " (GPU)" : " (host)";
+    std::printf("  cloud in %s memory: %s\n", side == vela::MEM::GPU ? "GPU" : "host", why.c_str());
+
+    vela::Mat hostCloud(options.width, options.height, vela::MAT_TYPE::F32_C4, vela::MEM::CPU);
+    if (!hostCloud.isInit()) fail("could not allocate the host point cloud");
+    run("back-project to an F32_C4 cloud with packed colour",
+        [&] { demo::backProject(camera, depth, colour, hostCloud); });
+
+    // A capture module hands over an owning cloud in GPU memory when it has a GPU.
+    vela::Mat cloud;
+    if (side == vela::MEM::GPU)
+        step("copy the cloud to the GPU", [&] { return cloud.setFrom(hostCloud, vela::COPY_TYPE::CPU_GPU); });
+    else
+        hostCloud.move(cloud);
+    cloud.name = "point cloud";
+
+    step("convertUnit MILLIMETER -> METER" + where,
+         [&] { return vela::convertUnit(cloud, vela::UNIT::MILLIMETER, vela::UNIT::METER, side); });
+    // On the host the unit scale reaches the fourth float as well: the colour goes back in.
+    if (side == vela::MEM::CPU)
+        run("pack the colours again (host scaling changed them)", [&] { demo::packColours(colour, cloud); });
+    step("convertCoordinateSystem IMAGE -> RIGHT HANDED Z UP" + where, [&] {
+        return vela::convertCoordinateSystem(cloud, vela::COORDINATE_SYSTEM::IMAGE,
+                                             vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, side);
+    });
+
+    vela::Mat preview;
+    run("colourise the depth map", [&] { demo::colouriseDepth(depth, preview); });
+    preview.name = "depth preview";
+
+    std::printf("\nFiles\n");
+    // The typical request: write() brings a GPU cloud to the host first, then writes the PLY.
+    const fs::path ply = options.outDir / "cloud.ply";
+    writeFile(ply, [&] { return cloud.write(vela::String(ply.c_str()), side); });
+    for (const auto& [format, extension] :
+         {std::pair{vela::POINT_CLOUD_FORMAT::PCD, ".pcd"}, std::pair{vela::POINT_CLOUD_FORMAT::VTK, ".vtk"},
+          std::pair{vela::POINT_CLOUD_FORMAT::XYZ, ".xyz"}}) {
+        const fs::path path = options.outDir / (std::string("cloud") + extension);
+        writeFile(path,
+                  [&] { return vela::savePointCloudAs(cloud, format, vela::String(path.c_str()), true); });
+    }
+    for (const auto& [format, extension] :
+         {std::pair{vela::DEPTH_FORMAT::PNG, ".png"}, std::pair{vela::DEPTH_FORMAT::PFM, ".pfm"},
+          std::pair{vela::DEPTH_FORMAT::PGM, ".pgm"}}) {
+        const fs::path path = options.outDir / (std::string("depth") + extension);
+        writeFile(path, [&] { return vela::saveDepthAs(depth, format, vela::String(path.c_str())); });
+    }
+    for (const auto& [mat, file] :
+         {std::pair{&preview, "depth_preview.png"}, std::pair{&colour, "colour.png"}}) {
+        const fs::path path = options.outDir / file;
+        writeFile(path, [&, mat = mat] { return mat->write(vela::String(path.c_str())); });
     }
 
-    std::printf("\n");
-    vela::Mat empty;
-    vela::Mat depth(1280, 720, vela::MAT_TYPE::F32_C1, vela::MEM::CPU);
-    depth.name = "depth";
-    depth.timestamp = 1700000000000;
-    vela::Mat view = depth;  // shares the buffer, owns nothing
-    view.name = "depth view";
-    vela::Mat image(640, 480, vela::MAT_TYPE::U8_C4, vela::MEM::CPU);
-    image.name = "";  // without a name, the Mat's address is its label
-    // An empty Mat's description has no line end of its own.
-    for (const vela::Mat* mat : {&empty, &depth, &view, &image})
-        std::printf("%s%s", mat->getInfos().c_str(), mat->isInit() ? "" : "\n");
+    std::printf("\nMats\n");
+    for (const vela::Mat* mat : {&depth, &colour, &cloud, &preview})
+        std::printf("  %s", mat->getInfos().c_str());
+}
+
+void walkPose(const Options& options) {
+    std::printf("\nCamera pose\n");
+    // Turned 35 degrees about the IMAGE system's vertical (y, pointing down), tilted a little, 1.3 m up.
+    vela::Transform pose;
+    pose.setEulerAngles(vela::Vector3<float>(-8.0f, 35.0f, 4.0f), false);
+    pose.setTranslation(vela::Translation(250.0f, -1300.0f, -800.0f));
+    printPose("IMAGE, millimetres", pose, false);
+    step("convertCoordinateSystem IMAGE -> RIGHT HANDED Z UP", [&] {
+        return vela::convertCoordinateSystem(pose, vela::COORDINATE_SYSTEM::IMAGE,
+                                             vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP);
+    });
+    step("convertUnit MILLIMETER -> METER",
+         [&] { return vela::convertUnit(pose, vela::UNIT::MILLIMETER, vela::UNIT::METER); });
+    printPose("RIGHT HANDED Z UP, metres", pose, true);
+    step("removeYaw", [&] { return vela::removeYaw(pose, vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP); });
+    printPose("without yaw", pose, true);
+    const vela::Pose stamped(pose, 1700000000000000000ULL, 100);
+    std::printf("  as a Pose stamped %llu, confidence %d\n", stamped.timestamp, stamped.pose_confidence);
+
+    std::printf("\nLink configuration\n");
+    vela::CommunicationParameters link;
+    link.setForLocalNetwork("192.168.1.20", 30000);
+    const fs::path path = options.outDir / "communication.json";
+    writeFile(path, [&] { return link.save(vela::String(path.c_str()), vela::SERIALIZATION_FORMAT::JSON); });
+    vela::CommunicationParameters loaded;
+    if (!loaded.load(vela::String(path.c_str()), vela::SERIALIZATION_FORMAT::JSON) || loaded != link)
+        fail("communication.json did not read back as written");
+    std::printf("  read back: %s %s:%d\n", vela::toString(loaded.communication_type).c_str(),
+                loaded.ip_add.c_str(), loaded.ip_port);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const Options options = parseOptions(argc, argv);
+    std::error_code error;
+    fs::create_directories(options.outDir, error);
+    if (error) fail("cannot create " + options.outDir.string() + ": " + error.message());
+
+    std::printf("vela demo: a %zux%zu synthetic frame, files in %s\n\nSteps%*s time  status\n", options.width,
+                options.height, options.outDir.c_str(), 64, "");
+    walkPointCloud(options, demo::Camera::forResolution(options.width, options.height));
+    walkPose(options);
+    std::printf("\nDone: every step succeeded.\n");
     return 0;
 }
