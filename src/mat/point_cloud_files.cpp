@@ -99,63 +99,110 @@ char* writeFloat(float value, char* out) {
     return std::to_chars(out, out + 24, value).ptr;
 }
 
+// True when x, y and z are all finite: none has the exponent bits all set.
+bool isValidPoint(const unsigned char* point) {
+    uint32_t bits[3];
+    std::memcpy(bits, point, sizeof bits);
+    constexpr uint32_t kExponent = 0x7F800000;
+    return ((bits[0] & kExponent) != kExponent) & ((bits[1] & kExponent) != kExponent) &
+           ((bits[2] & kExponent) != kExponent);
+}
+
 // PCD's packed colour, 0x00RRGGBB, as the bits of a float; red, green and blue are bytes 0, 1, 2 of `rgb`.
 uint32_t packedColor(const unsigned char* rgb) {
     return uint32_t{rgb[0]} << 16 | uint32_t{rgb[1]} << 8 | rgb[2];
 }
 
-// Writes one point's record at `out` and returns its end.
-char* writeRecord(const CloudLayout& layout, const float* xyz, const unsigned char* rgb, char* out) {
-    if (layout.binary) {
-        // Floats go out as they lie in memory: the host is little-endian.
-        std::memcpy(out, xyz, 3 * sizeof(float));
-        out += 3 * sizeof(float);
-        if (!layout.color) return out;
-        if (layout.format == POINT_CLOUD_FORMAT::PLY) return std::copy_n(rgb, 3, out);
-        const uint32_t word = packedColor(rgb);
-        std::memcpy(out, &word, sizeof word);
-        return out + sizeof word;
-    }
-    for (int axis = 0; axis < 3; ++axis) {
-        out = writeFloat(xyz[axis], out);
-        *out++ = ' ';
-    }
-    if (layout.color && layout.format == POINT_CLOUD_FORMAT::PLY) {
-        for (int channel = 0; channel < 3; ++channel) {
-            out = std::to_chars(out, out + 3, rgb[channel]).ptr;
-            *out++ = ' ';
+// Binary records: x, y, z as they lie in memory (the host is little-endian), then PLY's three colour bytes
+// or PCD's packed word. The record is always stored and `out` advanced only when it is kept, so that
+// invalid points cost no mispredicted branch.
+template <size_t kColorBytes, bool kPly>
+char* writeBinaryRecords(const unsigned char* point, size_t count, size_t pointBytes, bool organised,
+                         char* out) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kInvalid[3] = {kNaN, kNaN, kNaN};
+    for (size_t i = 0; i < count; ++i, point += pointBytes) {
+        const bool valid = isValidPoint(point);
+        std::memcpy(out, valid ? point : reinterpret_cast<const unsigned char*>(kInvalid), 12);
+        if constexpr (kColorBytes == 3) {
+            std::memcpy(out + 12, point + 12, 3);
+        } else if constexpr (kColorBytes == 4) {
+            const uint32_t word = packedColor(point + 12);
+            std::memcpy(out + 12, &word, sizeof word);
         }
-    } else if (layout.color) {
-        const uint32_t word = packedColor(rgb);
-        float packed;
-        std::memcpy(&packed, &word, sizeof packed);
-        out = writeFloat(packed, out);
-        *out++ = ' ';
+        out += valid || organised ? 12 + kColorBytes : 0;
     }
-    out[-1] = '\n';  // the last separator ends the line
     return out;
 }
 
-// Calls `visit(xyz, rgb, valid)` for every point in memory order; rgb points at the fourth float.
-template <typename Visit>
-void forEachPoint(const HostRows& rows, size_t pointBytes, Visit visit) {
-    for (size_t y = 0; y < rows.height; ++y) {
-        const unsigned char* point = rows.data + y * rows.step;
-        for (size_t x = 0; x < rows.width; ++x, point += pointBytes) {
-            float xyz[3];
-            std::memcpy(xyz, point, sizeof xyz);
-            visit(xyz, point + sizeof xyz, isFinite(xyz[0]) && isFinite(xyz[1]) && isFinite(xyz[2]));
+// One text line per kept point: the floats, then the colour, blank-separated.
+char* writeTextRecords(const CloudLayout& layout, const unsigned char* point, size_t count, size_t pointBytes,
+                       char* out) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    for (size_t i = 0; i < count; ++i, point += pointBytes) {
+        const bool valid = isValidPoint(point);
+        if (!valid && !layout.organised) continue;
+        for (int axis = 0; axis < 3; ++axis) {
+            float value;
+            std::memcpy(&value, point + axis * sizeof value, sizeof value);
+            out = writeFloat(valid ? value : kNaN, out);
+            *out++ = ' ';
         }
+        const unsigned char* rgb = point + 12;
+        if (layout.color && layout.format == POINT_CLOUD_FORMAT::PLY) {
+            for (int channel = 0; channel < 3; ++channel) {
+                out = std::to_chars(out, out + 3, rgb[channel]).ptr;
+                *out++ = ' ';
+            }
+        } else if (layout.color) {
+            const uint32_t word = packedColor(rgb);
+            float packed;
+            std::memcpy(&packed, &word, sizeof packed);
+            out = writeFloat(packed, out);
+            *out++ = ' ';
+        }
+        out[-1] = '\n';  // the last separator ends the line
     }
+    return out;
+}
+
+// Points are taken in spans short enough that the longest records of a whole span fit in the sink.
+constexpr size_t kSpanPoints = detail::BlockSink::kCapacity / kMaxRecord;
+
+// Calls `visit(first, count)` for consecutive spans of at most kSpanPoints points, in memory order.
+template <typename Visit>
+void forEachSpan(const HostRows& rows, size_t pointBytes, Visit visit) {
+    for (size_t y = 0; y < rows.height; ++y) {
+        const unsigned char* row = rows.data + y * rows.step;
+        for (size_t x = 0; x < rows.width; x += kSpanPoints)
+            visit(row + x * pointBytes, std::min(kSpanPoints, rows.width - x));
+    }
+}
+
+size_t countValidPoints(const HostRows& rows, size_t pointBytes) {
+    size_t valid = 0;
+    forEachSpan(rows, pointBytes, [&](const unsigned char* point, size_t count) {
+        for (size_t i = 0; i < count; ++i, point += pointBytes)
+            valid += isValidPoint(point) ? 1 : 0;
+    });
+    return valid;
 }
 
 void writePoints(const HostRows& rows, size_t pointBytes, const CloudLayout& layout,
                  detail::BlockSink& sink) {
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-    constexpr float kInvalid[3] = {kNaN, kNaN, kNaN};
-    forEachPoint(rows, pointBytes, [&](const float* xyz, const unsigned char* rgb, bool valid) {
-        if (!valid && !layout.organised) return;
-        sink.commit(writeRecord(layout, valid ? xyz : kInvalid, rgb, sink.reserve(kMaxRecord)));
+    const bool organised = layout.organised;
+    const bool ply = layout.format == POINT_CLOUD_FORMAT::PLY;
+    forEachSpan(rows, pointBytes, [&](const unsigned char* point, size_t count) {
+        char* out = sink.reserve(count * kMaxRecord);
+        if (!layout.binary)
+            out = writeTextRecords(layout, point, count, pointBytes, out);
+        else if (!layout.color)
+            out = writeBinaryRecords<0, false>(point, count, pointBytes, organised, out);
+        else if (ply)
+            out = writeBinaryRecords<3, true>(point, count, pointBytes, organised, out);
+        else
+            out = writeBinaryRecords<4, false>(point, count, pointBytes, organised, out);
+        sink.commit(out);
     });
 }
 
@@ -240,10 +287,8 @@ ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_CLOUD_FOR
     size_t width = rows.width;
     size_t height = rows.height;
     if (!layout.organised) {
-        width = 0;
+        width = countValidPoints(rows, cloud.pixelBytes);
         height = 1;
-        forEachPoint(rows, cloud.pixelBytes,
-                     [&width](const float*, const unsigned char*, bool valid) { width += valid ? 1 : 0; });
     }
     if (width == 0) {
         detail::log(LOGGER_NAME::VELA, LOG_LEVEL::WARNING,
