@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "support/point_colour.hpp"
 #include "support/temp_dir.hpp"
 
 namespace vela {
@@ -85,18 +86,11 @@ std::vector<Vector4<float>> expectedPoints(bool organised) {
     return points;
 }
 
-float colour(Rgb rgb) {
-    const unsigned char bytes[4] = {rgb.r, rgb.g, rgb.b, 0};
-    float w;
-    std::memcpy(&w, bytes, sizeof w);
-    return w;
-}
-
 // What PCL read.
 std::vector<Vector4<float>> pointsOf(const pcl::PointCloud<pcl::PointXYZRGB>& cloud) {
     std::vector<Vector4<float>> points;
     for (const pcl::PointXYZRGB& p : cloud)
-        points.push_back({p.x, p.y, p.z, colour({p.r, p.g, p.b})});
+        points.push_back({p.x, p.y, p.z, test::colour(p.r, p.g, p.b)});
     return points;
 }
 
@@ -110,8 +104,8 @@ std::vector<Vector4<float>> pointsOf(const open3d::geometry::PointCloud& cloud) 
         Rgb rgb{0, 0, 0};
         if (cloud.HasColors())
             rgb = {byte(cloud.colors_[i].x()), byte(cloud.colors_[i].y()), byte(cloud.colors_[i].z())};
-        points.push_back(
-            {static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()), colour(rgb)});
+        points.push_back({static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()),
+                          test::colour(rgb.r, rgb.g, rgb.b)});
     }
     return points;
 }

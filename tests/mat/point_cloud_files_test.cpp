@@ -21,23 +21,18 @@
 #include <vector>
 
 #include "support/log_capture.hpp"
+#include "support/point_colour.hpp"
 #include "support/temp_dir.hpp"
 
 namespace vela {
 namespace {
 
+using test::colour;
 using test::readFile;
 using test::TempDir;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-float colour(unsigned char red, unsigned char green, unsigned char blue) {
-    const unsigned char bytes[4] = {red, green, blue, 0};
-    float packed;
-    std::memcpy(&packed, bytes, sizeof packed);
-    return packed;
-}
 
 std::string bytesOf(std::initializer_list<float> values) {
     std::string bytes(values.size() * sizeof(float), '\0');
