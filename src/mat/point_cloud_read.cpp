@@ -12,7 +12,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <new>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -652,7 +652,7 @@ bool readWhole(const std::string& path, std::string& content, Failure& failure) 
     bool read = true;
     try {
         content.resize(static_cast<size_t>(info.st_size));
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {  // bad_alloc, or length_error past what a string can hold
         read = false;
         failure.reason = "no memory for the file";
     }
