@@ -21,6 +21,7 @@
 #include "vela/geometry/translation.hpp"
 #include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
+#include "vela/mat/point_cloud_files.hpp"
 #include "vela/serialization/communication_parameters.hpp"
 #include "vela/serialization/json_file.hpp"
 #include "vela/serialization/serialization_format.hpp"

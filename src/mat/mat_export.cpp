@@ -20,16 +20,15 @@
 
 #include "core/logging.hpp"
 #include "mat/float_format.hpp"
-#include "mat/mat_layout.hpp"
+#include "mat/host_rows.hpp"
 #include "vela/mat/exporters.hpp"
 
 namespace vela {
 namespace {
 
-// False for NaN and both infinities: a finite float is at most the largest float in magnitude.
-bool isFinite(float value) {
-    return std::fabs(value) <= 3.4028235e38f;
-}
+using detail::HostRows;
+using detail::hostRows;
+using detail::isFinite;
 
 // `name` with `extension` appended unless it already ends with it, compared case-sensitively: a.png stays,
 // a becomes a.png, a.PNG becomes a.PNG.png.
@@ -39,21 +38,6 @@ std::string withExtension(const String& name, const std::string& extension) {
                       result.compare(result.size() - extension.size(), extension.size(), extension) == 0;
     if (!ends) result += extension;
     return result;
-}
-
-// The host rows of a Mat, or no data when the host cannot read its memory.
-struct HostRows {
-    const unsigned char* data = nullptr;
-    size_t width = 0;
-    size_t height = 0;
-    size_t step = 0;  ///< bytes from one row to the next
-};
-
-// Host rows are packed unless the Mat wraps a user buffer with longer rows, whose step is then honoured.
-HostRows hostRows(const Mat& mat) {
-    if (!mat.initialized || !detail::hasHostSide(mat.memType) || mat.cpuBuffer == nullptr) return {};
-    const size_t rowBytes = mat.width * mat.pixelBytes;
-    return {mat.cpuBuffer.get(), mat.width, mat.height, std::max(mat.stepCPU, rowBytes)};
 }
 
 // A C file, closed on every path.
@@ -156,43 +140,6 @@ std::string cloudHeader(POINT_CLOUD_FORMAT format, bool color, size_t count) {
     return {};
 }
 
-// Text gathered in one large buffer and written to a file in big blocks; remembers whether every write
-// succeeded.
-class TextSink {
-  public:
-    static constexpr size_t kCapacity = size_t{1} << 21;
-
-    explicit TextSink(std::FILE* file) : file(file), begin(new char[kCapacity]), cursor(begin.get()) {}
-
-    /// At least `size` (at most kCapacity) free characters at the returned position; `commit` the end of
-    /// what was written there.
-    char* reserve(size_t size) {
-        if (static_cast<size_t>(begin.get() + kCapacity - cursor) < size) flush();
-        return cursor;
-    }
-    void commit(char* end) { cursor = end; }
-    void append(const std::string& text) {
-        char* out = reserve(text.size());
-        commit(std::copy(text.begin(), text.end(), out));
-    }
-    /// Takes back the last character committed; it is still in the buffer, as flushing only happens in
-    /// `reserve`.
-    void takeBackLast() { --cursor; }
-    /// Writes what is buffered; false once any write has failed.
-    bool flush() {
-        const size_t size = static_cast<size_t>(cursor - begin.get());
-        if (size > 0) succeeded &= std::fwrite(begin.get(), 1, size, file) == size;
-        cursor = begin.get();
-        return succeeded;
-    }
-
-  private:
-    std::FILE* file;
-    std::unique_ptr<char[]> begin;
-    char* cursor;
-    bool succeeded = true;
-};
-
 // Calls `visit` with each point whose x is finite, in memory order; y and z are not tested.
 template <typename Visit>
 void forEachValidPoint(const HostRows& rows, size_t pointBytes, Visit visit) {
@@ -233,7 +180,7 @@ char* writeByte(unsigned char value, char* out) {
 constexpr size_t kMaxPointLine = 3 * (detail::kFixed6MaxLength + 1) + 1 + detail::kExponent6MaxLength;
 
 // One line per valid point: "%f %f %f", then the colour text. The last line ends without a line break.
-void writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, TextSink& sink) {
+void writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, detail::BlockSink& sink) {
     bool any = false;
     forEachValidPoint(rows, pointBytes, [&](const float* xyz, const unsigned char* point) {
         char* out = sink.reserve(kMaxPointLine);
@@ -267,7 +214,7 @@ void writePointLines(const HostRows& rows, size_t pointBytes, ColorText color, T
 }
 
 // VTK's vertex list: "VERTICES", the count and the list size, then one single-point vertex per point.
-void writeVertices(size_t count, TextSink& sink) {
+void writeVertices(size_t count, detail::BlockSink& sink) {
     sink.append("VERTICES " + std::to_string(count) + " " + std::to_string(2 * count) + "\n");
     for (size_t i = 0; i < count; ++i) {
         char* out = sink.reserve(24);
@@ -319,7 +266,9 @@ bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, 
     {
         File temporary(temporaryName, "wb");
         if (!temporary) return false;
-        TextSink sink(temporary.get());
+        std::FILE* out = temporary.get();
+        detail::BlockSink sink(
+            [out](const char* data, size_t size) { return std::fwrite(data, 1, size, out) == size; });
         sink.append(cloudHeader(format, color != ColorText::None, count));
         writePointLines(rows, cloud.pixelBytes, color, sink);
         // The vertex list starts on the line of the last point.

@@ -1,5 +1,7 @@
 #include "serialization/json_file.hpp"
 
+#include "core/replacing_file.hpp"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,26 +14,12 @@
 namespace vela {
 namespace {
 
-// Writes all of `content` to `fd`, resuming after interrupted or partial writes.
-bool writeAll(int fd, const std::string& content) {
-    const char* data = content.data();
-    size_t left = content.size();
-    while (left > 0) {
-        const ssize_t written = ::write(fd, data, left);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        data += written;
-        left -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
 // Writes `content` over the device or pipe at `path`, which has no contents of its own to keep safe. A pipe
 // without a reader is refused rather than waited on.
 bool writeInPlace(const std::string& path, const std::string& content) {
     const int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return false;
-    const bool written = ::fcntl(fd, F_SETFL, 0) == 0 && writeAll(fd, content);
+    const bool written = ::fcntl(fd, F_SETFL, 0) == 0 && detail::writeAll(fd, content.data(), content.size());
     return ::close(fd) == 0 && written;
 }
 
@@ -90,24 +78,9 @@ JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, boo
         return writeInPlace(target, content) ? JSON_FILE_STATUS::SUCCESS : JSON_FILE_STATUS::UNWRITABLE;
     }
 
-    std::string temporary = target + ".tmpXXXXXX";
-    const int fd = ::mkstemp(temporary.data());
-    if (fd < 0) return JSON_FILE_STATUS::UNWRITABLE;
-    // The file keeps the permissions of the one it replaces; a new one gets the usual permissions rather
-    // than mkstemp's private ones.
-    mode_t mode = existing.st_mode & 07777;
-    if (!exists) {
-        const mode_t mask = ::umask(0);
-        ::umask(mask);
-        mode = 0666 & ~mask;
-    }
-    ::fchmod(fd, mode);
-    const bool written = writeAll(fd, content) && ::fsync(fd) == 0;
-    const bool closed = ::close(fd) == 0;
-    if (!written || !closed || ::rename(temporary.c_str(), target.c_str()) != 0) {
-        ::unlink(temporary.c_str());
+    detail::ReplacingFile file(target);
+    if (!file.write(content.data(), content.size()) || !file.commit(true))
         return JSON_FILE_STATUS::UNWRITABLE;
-    }
     return JSON_FILE_STATUS::SUCCESS;
 }
 

@@ -16,24 +16,18 @@
 #include <string>
 #include <vector>
 
+#include "support/point_colour.hpp"
 #include "support/temp_dir.hpp"
 
 namespace vela {
 namespace {
 
+using test::colour;
 using test::readFile;
 using test::TempDir;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-
-// The fourth float of a point, holding red, green and blue in its bytes 0, 1 and 2.
-float colour(unsigned char red, unsigned char green, unsigned char blue) {
-    const unsigned char bytes[4] = {red, green, blue, 0};
-    float packed;
-    std::memcpy(&packed, bytes, sizeof packed);
-    return packed;
-}
 
 // A 2x2 cloud: one point with a NaN x (skipped), one with a NaN y (written), colour bytes of 255.
 Mat smallCloud() {
