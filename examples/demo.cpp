@@ -1,7 +1,8 @@
 // Walks one depth frame through vela the way a capture module and an application would: a synthetic scene
 // is back-projected to a coloured point cloud, converted to metres and to a z-up system, written in every
-// point-cloud and depth format, and a camera pose and a link configuration go through their conversions
-// and files. Prints what each step returned and exits non-zero with one line of reason on any failure.
+// point-cloud and depth format (the ASCII ones and the lossless ones) and read back, and a camera pose and
+// a link configuration go through their conversions and files. Prints what each step returned and exits
+// non-zero with one line of reason on any failure.
 
 #include <cuda_runtime_api.h>
 #include <vela/vela.hpp>
@@ -205,14 +206,34 @@ void walkPointCloud(const Options& options, const demo::Camera& camera) {
         const fs::path path = options.outDir / (std::string("depth") + extension);
         writeFile(path, [&] { return vela::saveDepthAs(depth, format, vela::String(path.c_str())); });
     }
+    // The lossless forms: binary, every colour bit kept, PFM bottom row first as readers expect.
+    const vela::PointCloudWriteOptions lossless{vela::FILE_ENCODING::BINARY, true, false};
+    for (const auto& [format, file] : {std::pair{vela::POINT_CLOUD_FORMAT::PLY, "cloud_lossless.ply"},
+                                       std::pair{vela::POINT_CLOUD_FORMAT::PCD, "cloud_lossless.pcd"}}) {
+        const fs::path path = options.outDir / file;
+        writeFile(path,
+                  [&] { return vela::writePointCloud(cloud, vela::String(path.c_str()), format, lossless); });
+    }
+    const fs::path pfm = options.outDir / "depth_lossless.pfm";
+    writeFile(pfm,
+              [&] { return vela::writeDepth(depth, vela::String(pfm.c_str()), vela::DEPTH_FORMAT::PFM); });
     for (const auto& [mat, file] :
          {std::pair{&preview, "depth_preview.png"}, std::pair{&colour, "colour.png"}}) {
         const fs::path path = options.outDir / file;
         writeFile(path, [&, mat = mat] { return mat->write(vela::String(path.c_str())); });
     }
 
+    std::printf("\nRead back\n");
+    vela::Mat readBack;
+    const fs::path binaryPly = options.outDir / "cloud_lossless.ply";
+    step("readPointCloud cloud_lossless.ply",
+         [&] { return vela::readPointCloud(vela::String(binaryPly.c_str()), readBack); });
+    readBack.name = "cloud read back";
+    std::printf("  %zu valid points of %zu pixels\n", readBack.getWidth() * readBack.getHeight(),
+                options.width * options.height);
+
     std::printf("\nMats\n");
-    for (const vela::Mat* mat : {&depth, &colour, &cloud, &preview})
+    for (const vela::Mat* mat : {&depth, &colour, &cloud, &preview, &readBack})
         std::printf("  %s", mat->getInfos().c_str());
 }
 

@@ -1,5 +1,6 @@
 // Opens the demo's files with readers that know nothing of vela: the clouds with PCL, the images with
-// OpenCV. Every cloud holds one point per pixel with depth, in the same order, with that pixel's colour.
+// OpenCV. Every cloud holds one point per pixel with depth, in the same order, with that pixel's colour
+// (exactly, but for the ASCII PCD's packed-float colour).
 
 #include <pcl/io/pcd_io.h>
 #include <pcl/io/ply_io.h>
@@ -90,14 +91,24 @@ int main(int argc, char** argv) {
         shades.insert((*it)[0] << 16 | (*it)[1] << 8 | (*it)[2]);
     expect(shades.size() > 100, "depth_preview.png has only " + std::to_string(shades.size()) + " colours");
 
+    // The lossless PFM is bottom row first, as OpenCV reads it: no flip, the same floats.
+    const cv::Mat lossless = cv::imread(dir + "depth_lossless.pfm", cv::IMREAD_UNCHANGED);
+    expect(!lossless.empty() && lossless.size() == depth.size(), "depth_lossless.pfm does not open");
     if (failures == 0) {
-        pcl::PointCloud<pcl::PointXYZRGB> ply, pcd;
-        expect(pcl::io::loadPLYFile(dir + "cloud.ply", ply) == 0, "PCL cannot read cloud.ply");
-        expect(pcl::io::loadPCDFile(dir + "cloud.pcd", pcd) == 0, "PCL cannot read cloud.pcd");
-        if (failures == 0) {
-            checkCloud(ply, depth, colour, "cloud.ply");
-            checkCloud(pcd, depth, colour, "cloud.pcd");
-        }
+        cv::Mat finite = lossless.clone();
+        cv::patchNaNs(finite, 0.0);
+        expect(cv::norm(finite, depth, cv::NORM_INF) == 0, "depth_lossless.pfm differs from the depths");
+    }
+
+    for (const char* file : {"cloud.ply", "cloud.pcd", "cloud_lossless.ply", "cloud_lossless.pcd"}) {
+        if (failures != 0) break;
+        const std::string name = file;
+        pcl::PointCloud<pcl::PointXYZRGB> cloud;
+        const bool ply = name.find(".ply") != std::string::npos;
+        const int status =
+            ply ? pcl::io::loadPLYFile(dir + name, cloud) : pcl::io::loadPCDFile(dir + name, cloud);
+        expect(status == 0, "PCL cannot read " + name);
+        if (status == 0) checkCloud(cloud, depth, colour, name);
     }
     if (failures == 0) std::printf("demo files: every file opens and matches the frame\n");
     return failures == 0 ? 0 : 1;
