@@ -426,6 +426,34 @@ cudaError_t cudaGetDeviceCount(int* count) {
     return cudaSuccess;
 }
 
+cudaError_t cudaPointerGetAttributes(cudaPointerAttributes* attributes, const void* ptr) {
+    if (attributes == nullptr) return recordError(cudaErrorInvalidValue);
+    SIM_INJECTION_POINT("cudaPointerGetAttributes");
+    *attributes = cudaPointerAttributes{};
+    attributes->device = 0;  // the one simulated device
+    void* address = const_cast<void*>(ptr);
+    switch (vela::sim::kindOf(ptr)) {
+        case Kind::Device:
+            attributes->type = cudaMemoryTypeDevice;
+            attributes->devicePointer = address;
+            break;
+        case Kind::Managed:
+            attributes->type = cudaMemoryTypeManaged;
+            attributes->devicePointer = attributes->hostPointer = address;
+            break;
+        case Kind::MappedPinned:
+        case Kind::Pinned:
+            attributes->type = cudaMemoryTypeHost;
+            attributes->devicePointer = attributes->hostPointer = address;
+            break;
+        case Kind::Unknown:
+            attributes->type = cudaMemoryTypeUnregistered;
+            attributes->hostPointer = address;
+            break;
+    }
+    return cudaSuccess;
+}
+
 cudaError_t cudaGetLastError(void) {
     const cudaError_t error = vela::sim::lastError;
     vela::sim::lastError = cudaSuccess;
