@@ -56,8 +56,8 @@ def render_scene():
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("output", nargs="?", default="./vela-demo-out", help="output folder (default %(default)s)")
-    out = parser.parse_args().output
+    parser.add_argument("--out", default="./vela-demo-out", help="output folder (default %(default)s)")
+    out = parser.parse_args().out
     os.makedirs(out, exist_ok=True)
     path = lambda name: os.path.join(out, name)  # noqa: E731
 
@@ -93,6 +93,12 @@ def main():
         print(f"cloud.{ext}", vela.savePointCloudAs(cloud, fmt, path("cloud"), withColor=True))
     for fmt, ext in ((vela.DEPTH_FORMAT.PNG, "png"), (vela.DEPTH_FORMAT.PFM, "pfm"), (vela.DEPTH_FORMAT.PGM, "pgm")):
         print(f"depth.{ext}", vela.saveDepthAs(depth, fmt, path("depth")))
+    lossless = vela.PointCloudWriteOptions(vela.FILE_ENCODING.BINARY, withColor=True)
+    for fmt, ext in ((vela.POINT_CLOUD_FORMAT.PLY, "ply"), (vela.POINT_CLOUD_FORMAT.PCD, "pcd")):
+        print(f"cloud_lossless.{ext}", vela.writePointCloud(cloud, path(f"cloud_lossless.{ext}"), fmt, lossless))
+    print("depth_lossless.pfm", vela.writeDepth(depth, path("depth_lossless.pfm"), vela.DEPTH_FORMAT.PFM))
+    read_back = vela.Mat()
+    print("readPointCloud", vela.readPointCloud(path("cloud_lossless.ply"), read_back), read_back.getWidth(), "points")
     near, far = depth_mm.min(), depth_mm.max()
     shade = ((far - depth_mm) / (far - near) * 255).astype(np.uint8)
     preview = np.stack([shade, 255 - np.abs(shade.astype(np.int16) * 2 - 255).astype(np.uint8), 255 - shade,

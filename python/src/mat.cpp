@@ -12,6 +12,7 @@
 #include "mat/mat_layout.hpp"
 #include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
+#include "vela/mat/point_cloud_files.hpp"
 #include "vela/types/enum_names.hpp"
 
 namespace py = pybind11;
@@ -348,6 +349,33 @@ void bindMat(py::module_& m) {
           py::arg("factor") = 1.0f);
     m.def("savePointCloudAs", &savePointCloudAs, py::arg("cloud"), py::arg("format"), py::arg("name"),
           py::arg("withColor") = false);
+
+    {
+        using E = FILE_ENCODING;
+        bindEnum<E>(m, "FILE_ENCODING", {VELA_PY_VALUE(BINARY), VELA_PY_VALUE(ASCII)});
+    }
+    py::class_<PointCloudWriteOptions>(m, "PointCloudWriteOptions", py::module_local())
+        .def(py::init([](FILE_ENCODING encoding, bool withColor, bool keepInvalid) {
+                 return PointCloudWriteOptions{encoding, withColor, keepInvalid};
+             }),
+             py::arg("encoding") = FILE_ENCODING::BINARY, py::arg("withColor") = false,
+             py::arg("keepInvalid") = false)
+        .def_readwrite("encoding", &PointCloudWriteOptions::encoding)
+        .def_readwrite("withColor", &PointCloudWriteOptions::withColor)
+        .def_readwrite("keepInvalid", &PointCloudWriteOptions::keepInvalid);
+    py::class_<DepthWriteOptions>(m, "DepthWriteOptions", py::module_local())
+        .def(py::init([](float factor, uint16_t invalidValue) {
+                 return DepthWriteOptions{factor, invalidValue};
+             }),
+             py::arg("factor") = 1.0f, py::arg("invalidValue") = 0)
+        .def_readwrite("factor", &DepthWriteOptions::factor)
+        .def_readwrite("invalidValue", &DepthWriteOptions::invalidValue);
+    m.def("writePointCloud", &writePointCloud, py::arg("cloud"), py::arg("path"), py::arg("format"),
+          py::arg("options") = PointCloudWriteOptions{});
+    m.def("writeDepth", &writeDepth, py::arg("depth"), py::arg("path"), py::arg("format"),
+          py::arg("options") = DepthWriteOptions{});
+    m.def("readPointCloud", &readPointCloud, py::arg("path"), py::arg("cloud"),
+          "replaces `cloud` with the cloud read from `path`, as Mat.read does with an image");
 }
 
 }  // namespace python

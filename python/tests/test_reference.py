@@ -65,3 +65,18 @@ def test_pose_conversion_from_python_matches_cpp_bit_for_bit(vela, reference):
         assert vela.convertUnit(pose, vela.UNIT.MILLIMETER, vela.UNIT.METER) == vela.ERROR_CODE.SUCCESS
         expected = np.array([float.fromhex(word) for word in line.split()], np.float32)
         assert pose.elements.tobytes() == expected.tobytes(), vela.COORDINATE_SYSTEM(system)
+
+
+def test_lossless_cloud_round_trips_from_python(vela, tmp_path):
+    cloud, points = reference_cloud(vela)
+    options = vela.PointCloudWriteOptions(withColor=True)
+    path = str(tmp_path / "cloud.ply")
+    assert vela.writePointCloud(cloud, path, vela.POINT_CLOUD_FORMAT.PLY, options) == vela.ERROR_CODE.SUCCESS
+    back = vela.Mat()
+    assert vela.readPointCloud(path, back) == vela.ERROR_CODE.SUCCESS
+    # The valid points in row order, colour bytes red, green, blue and a zero fourth byte.
+    valid = points[np.isfinite(points[..., :3]).all(axis=2)]
+    read = back.numpy().reshape(-1, 4)
+    assert read.shape == valid.shape
+    np.testing.assert_array_equal(read[:, :3], valid[:, :3])
+    np.testing.assert_array_equal(read[:, 3].view(np.uint32), valid[:, 3].view(np.uint32) & 0x00FFFFFF)
