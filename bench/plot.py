@@ -1,7 +1,7 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Plots the throughput of the point-cloud writers against cloud size from the JSON that
 `scripts/bench.sh --json FILE` writes: one panel per format, one line per writer (vela and each baseline),
-in million cloud points (valid or not) written per second, median of the repetitions.
+in million cloud points (valid or not) written per second of CPU time, median of the repetitions.
 
 Usage: bench/plot.py results.json docs/point_cloud_writers.png
 """
@@ -16,6 +16,8 @@ import matplotlib
 matplotlib.use("Agg")
 import matplotlib.pyplot as plt  # noqa: E402
 
+# One colour per writer in every panel.
+COLOURS = {"vela": "tab:red", "fprintf": "tab:blue", "pcl": "tab:green", "open3d": "tab:orange"}
 NAME = re.compile(r"^savePointCloudAs_(?P<format>\w+?)_(?P<width>\d+)x(?P<height>\d+)/(?P<side>\w+)$")
 
 
@@ -37,17 +39,22 @@ def main(source, target):
     with open(source, encoding="utf-8") as file:
         series = throughputs(json.load(file))
     formats = sorted(series)
-    figure, axes = plt.subplots(1, len(formats), figsize=(3.2 * len(formats), 3.6), sharey=True)
-    for axis, name in zip(axes, formats):
+    columns = (len(formats) + 1) // 2
+    figure, axes = plt.subplots(2, columns, figsize=(3.6 * columns, 6.4), sharey=True, squeeze=False)
+    for axis in axes.flat[len(formats):]:
+        axis.set_visible(False)
+    for axis, name in zip(axes.flat, formats):
         for side, values in sorted(series[name].items()):
             values.sort()
-            axis.plot([p / 1e6 for p, _ in values], [t for _, t in values], marker="o", label=side)
+            axis.plot([p / 1e6 for p, _ in values], [t for _, t in values], marker="o", label=side,
+                      color=COLOURS.get(side))
         axis.set_title(name.replace("_color", " + colour"))
         axis.set_xlabel("cloud size (million points)")
         axis.set_yscale("log")
         axis.grid(True, which="both", alpha=0.3)
         axis.legend(fontsize="small")
-    axes[0].set_ylabel("million points per second")
+    for row in axes:
+        row[0].set_ylabel("million points / CPU second")
     figure.suptitle("ASCII point-cloud writers (median of 3 repetitions)")
     figure.tight_layout()
     figure.savefig(target, dpi=110)
