@@ -42,22 +42,23 @@ void timeAlternating(benchmark::State& state, Mat& cloud, Step step) {
 constexpr UNIT kMetre = UNIT::METER, kMillimetre = UNIT::MILLIMETER;
 constexpr COORDINATE_SYSTEM kZUp = COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, kImage = COORDINATE_SYSTEM::IMAGE;
 
-void unit_vela(benchmark::State& state, Size size, MAT_TYPE type) {
+// convert(cloud, there, back) and back again, on the host.
+template <typename E>
+void convert_vela(benchmark::State& state, Size size, MAT_TYPE type, ERROR_CODE (*convert)(Mat&, E, E, MEM),
+                  E there, E back) {
     Mat cloud = copyOf(size, type);
     timeAlternating(state, cloud, [&](Mat& mat, bool forth) {
-        if (convertUnit(mat, forth ? kMetre : kMillimetre, forth ? kMillimetre : kMetre, MEM::CPU) !=
-            ERROR_CODE::SUCCESS)
-            state.SkipWithError("convertUnit failed");
+        if (convert(mat, forth ? there : back, forth ? back : there, MEM::CPU) != ERROR_CODE::SUCCESS)
+            state.SkipWithError("the conversion failed");
     });
 }
 
+void unit_vela(benchmark::State& state, Size size, MAT_TYPE type) {
+    convert_vela<UNIT>(state, size, type, convertUnit, kMetre, kMillimetre);
+}
+
 void axes_vela(benchmark::State& state, Size size, MAT_TYPE type) {
-    Mat cloud = copyOf(size, type);
-    timeAlternating(state, cloud, [&](Mat& mat, bool forth) {
-        if (convertCoordinateSystem(mat, forth ? kZUp : kImage, forth ? kImage : kZUp, MEM::CPU) !=
-            ERROR_CODE::SUCCESS)
-            state.SkipWithError("convertCoordinateSystem failed");
-    });
+    convert_vela<COORDINATE_SYSTEM>(state, size, type, convertCoordinateSystem, kZUp, kImage);
 }
 
 // The same bytes copied to a second buffer, both touched beforehand.

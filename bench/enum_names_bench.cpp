@@ -2,6 +2,7 @@
 // a switch from value to text (returning the same String) and, back, a comparison with each text in turn.
 // Each iteration converts every value of the enumeration once.
 
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -49,57 +50,54 @@ const char* nameOf(OBJECT_DETECTION_MODEL model) {
     return "Unknown";
 }
 
-template <typename E, int Count>
-void toString_vela(benchmark::State& state) {
+// Converts every value's index (0 to Count - 1) with `convert` once per iteration.
+template <int Count, typename Convert>
+void eachValue(benchmark::State& state, Convert convert) {
     for (auto _ : state) {
         for (int i = 0; i < Count; ++i) {
-            String text = toString(static_cast<E>(i));
-            benchmark::DoNotOptimize(text);
+            auto result = convert(i);
+            benchmark::DoNotOptimize(result);
         }
     }
+}
+
+template <typename E, int Count>
+std::array<String, Count> namesOf() {
+    std::array<String, Count> names;
+    for (int i = 0; i < Count; ++i)
+        names[i] = nameOf(static_cast<E>(i));
+    return names;
+}
+
+template <typename E, int Count>
+void toString_vela(benchmark::State& state) {
+    eachValue<Count>(state, [](int i) { return toString(static_cast<E>(i)); });
 }
 
 template <typename E, int Count>
 void toString_switch(benchmark::State& state) {
-    for (auto _ : state) {
-        for (int i = 0; i < Count; ++i) {
-            String text = nameOf(static_cast<E>(i));
-            benchmark::DoNotOptimize(text);
-        }
-    }
+    eachValue<Count>(state, [](int i) { return String(nameOf(static_cast<E>(i))); });
 }
 
 template <typename E, int Count>
 void fromString_vela(benchmark::State& state) {
-    String names[Count];
-    for (int i = 0; i < Count; ++i)
-        names[i] = nameOf(static_cast<E>(i));
-    for (auto _ : state) {
-        for (const String& name : names) {
-            E value{};
-            if (fromString(name, value) != ERROR_CODE::SUCCESS) state.SkipWithError("fromString failed");
-            benchmark::DoNotOptimize(value);
-        }
-    }
+    const std::array<String, Count> names = namesOf<E, Count>();
+    eachValue<Count>(state, [&](int i) {
+        E value{};
+        if (fromString(names[i], value) != ERROR_CODE::SUCCESS) state.SkipWithError("fromString failed");
+        return value;
+    });
 }
 
 template <typename E, int Count>
 void fromString_switch(benchmark::State& state) {
-    String names[Count];
-    for (int i = 0; i < Count; ++i)
-        names[i] = nameOf(static_cast<E>(i));
-    for (auto _ : state) {
-        for (const String& name : names) {
-            E value{};
-            for (int i = 0; i < Count; ++i) {
-                if (std::strcmp(name.c_str(), nameOf(static_cast<E>(i))) == 0) {
-                    value = static_cast<E>(i);
-                    break;
-                }
-            }
-            benchmark::DoNotOptimize(value);
+    const std::array<String, Count> names = namesOf<E, Count>();
+    eachValue<Count>(state, [&](int i) {
+        for (int j = 0; j < Count; ++j) {
+            if (std::strcmp(names[i].c_str(), nameOf(static_cast<E>(j))) == 0) return static_cast<E>(j);
         }
-    }
+        return E{};
+    });
 }
 
 BENCHMARK(toString_vela<COORDINATE_SYSTEM, 6>)->Name("toString_COORDINATE_SYSTEM/vela");
