@@ -1,102 +1,157 @@
-// Unit scaling and change of axes of a 1920 x 1080 F32_C4 point cloud on the host, each against a memcpy of
-// the same bytes in the same run: the ratio printed at the end is the conversion's time over the copy's, so
-// its inverse is the fraction of memcpy bandwidth reached (bytes read plus written, the same for both).
-// Clouds carry packed colours whose unused byte is 0 (the fourth floats are then mostly subnormal, which
-// slows plain float multiplication twenty-fold) or 255 (about half of them are then NaN).
+// Unit scaling and change of axes of host point clouds (inputs.hpp; F32_C3 and F32_C4, both frame sizes),
+// each against what a user would write instead, in the same run: a memcpy of the same bytes (the limit:
+// bytes read plus written, the same for all), OpenCV (convertTo with a scale for units, cv::transform for
+// axes) and an Eigen Map product. F32_C4 points carry packed colours whose unused byte is 0, so their
+// fourth floats are mostly subnormal, which slows plain float multiplication twenty-fold.
 
-#include <benchmark/benchmark.h>
+#include <Eigen/Dense>
+#include <opencv2/core.hpp>
 
-#include <vela/vela.hpp>
-
-#include <cstdint>
 #include <cstring>
-#include <random>
 #include <vector>
 
+#include "inputs.hpp"
+
+namespace vela {
+namespace bench {
 namespace {
 
-constexpr size_t kWidth = 1920;
-constexpr size_t kHeight = 1080;
-constexpr size_t kBytes = kWidth * kHeight * sizeof(vela::Vector4<float>);
-
-// Points as a depth camera with a 1000-pixel focal length sees a scene 0.5 to 5 m away, in millimetres,
-// each with a random colour (r, g, b, then `unused`) packed into the fourth float.
-void fillCloud(vela::Mat& cloud, uint8_t unused) {
-    cloud.alloc(kWidth, kHeight, vela::MAT_TYPE::F32_C4, vela::MEM::CPU);
-    std::mt19937 random(7);
-    auto* points = cloud.getPtr<vela::Vector4<float>>();
-    for (size_t v = 0; v < kHeight; ++v) {
-        for (size_t u = 0; u < kWidth; ++u) {
-            const float z = 500.0f + static_cast<float>(random() % 4500);
-            const uint32_t colour =
-                (static_cast<uint32_t>(random()) & 0x00FFFFFF) | static_cast<uint32_t>(unused) << 24;
-            vela::Vector4<float>& p = points[v * kWidth + u];
-            p.x = (static_cast<float>(u) - 960.0f) * z / 1000.0f;
-            p.y = (static_cast<float>(v) - 540.0f) * z / 1000.0f;
-            p.z = z;
-            std::memcpy(&p.w, &colour, sizeof(colour));
-        }
-    }
+const Mat& points(Size size, MAT_TYPE type) {
+    return type == MAT_TYPE::F32_C3 ? cloud3(size) : cloud(size);
 }
 
-void countBytes(benchmark::State& state) {
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * 2 * static_cast<int64_t>(kBytes));
+// A private copy of the cloud, which the conversions may change.
+Mat copyOf(Size size, MAT_TYPE type) {
+    Mat copy;
+    copy.clone(points(size, type));
+    return copy;
 }
 
-// Times convert(cloud, forth) on a cloud whose colours have the unused byte `Unused`, `forth` alternating
-// so that the data, subnormal colours included, keeps its magnitude however long the run.
-template <uint8_t Unused, typename Convert>
-void timeAlternating(benchmark::State& state, Convert convert) {
-    vela::Mat cloud;
-    fillCloud(cloud, Unused);
+// Times step(cloud, forth), `forth` alternating so that the data keeps its magnitude however long the run.
+template <typename Step>
+void timeAlternating(benchmark::State& state, Mat& cloud, Step step) {
     bool forth = true;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(convert(cloud, forth));
+        step(cloud, forth);
         benchmark::ClobberMemory();
         forth = !forth;
     }
-    countBytes(state);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * bytesReadAndWritten(cloud));
 }
 
-// Metres to millimetres and back.
-template <uint8_t Unused>
-void unitScale_vela(benchmark::State& state) {
-    timeAlternating<Unused>(state, [](vela::Mat& cloud, bool forth) {
-        const vela::UNIT m = vela::UNIT::METER, mm = vela::UNIT::MILLIMETER;
-        return vela::convertUnit(cloud, forth ? m : mm, forth ? mm : m, vela::MEM::CPU);
+constexpr UNIT kMetre = UNIT::METER, kMillimetre = UNIT::MILLIMETER;
+constexpr COORDINATE_SYSTEM kZUp = COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, kImage = COORDINATE_SYSTEM::IMAGE;
+
+// convert(cloud, there, back) and back again, on the host.
+template <typename E>
+void convert_vela(benchmark::State& state, Size size, MAT_TYPE type, ERROR_CODE (*convert)(Mat&, E, E, MEM),
+                  E there, E back) {
+    Mat cloud = copyOf(size, type);
+    timeAlternating(state, cloud, [&](Mat& mat, bool forth) {
+        if (convert(mat, forth ? there : back, forth ? back : there, MEM::CPU) != ERROR_CODE::SUCCESS)
+            state.SkipWithError("the conversion failed");
     });
 }
 
-// Z up to IMAGE and back.
-template <uint8_t Unused>
-void axes_vela(benchmark::State& state) {
-    timeAlternating<Unused>(state, [](vela::Mat& cloud, bool forth) {
-        const vela::COORDINATE_SYSTEM zUp = vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP;
-        const vela::COORDINATE_SYSTEM image = vela::COORDINATE_SYSTEM::IMAGE;
-        return vela::convertCoordinateSystem(cloud, forth ? zUp : image, forth ? image : zUp, vela::MEM::CPU);
-    });
+void unit_vela(benchmark::State& state, Size size, MAT_TYPE type) {
+    convert_vela<UNIT>(state, size, type, convertUnit, kMetre, kMillimetre);
+}
+
+void axes_vela(benchmark::State& state, Size size, MAT_TYPE type) {
+    convert_vela<COORDINATE_SYSTEM>(state, size, type, convertCoordinateSystem, kZUp, kImage);
 }
 
 // The same bytes copied to a second buffer, both touched beforehand.
-template <uint8_t Unused>
-void copy_memcpy(benchmark::State& state) {
-    vela::Mat cloud;
-    fillCloud(cloud, Unused);
-    std::vector<unsigned char> copy(kBytes, 0);
-    for (auto _ : state) {
-        std::memcpy(copy.data(), cloud.getPtr<unsigned char>(), kBytes);
-        benchmark::ClobberMemory();
-    }
-    countBytes(state);
+void copy_memcpy(benchmark::State& state, Size size, MAT_TYPE type) {
+    Mat cloud = copyOf(size, type);
+    std::vector<unsigned char> copy(cloud.width * cloud.height * cloud.pixelBytes, 1);
+    timeAlternating(state, cloud, [&](Mat& mat, bool) {
+        std::memcpy(copy.data(), mat.getPtr<unsigned char>(), copy.size());
+    });
 }
 
-}  // namespace
+cv::Mat openCvView(Mat& mat) {
+    return cv::Mat(static_cast<int>(mat.height), static_cast<int>(mat.width),
+                   CV_32FC(static_cast<int>(mat.channels)), mat.getPtr<float>());
+}
 
-BENCHMARK(unitScale_vela<0>)->Name("coordinates/unit_scale_unused0/vela")->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_memcpy<0>)->Name("coordinates/unit_scale_unused0/memcpy")->Unit(benchmark::kMillisecond);
-BENCHMARK(unitScale_vela<255>)->Name("coordinates/unit_scale_unused255/vela")->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_memcpy<255>)->Name("coordinates/unit_scale_unused255/memcpy")->Unit(benchmark::kMillisecond);
-BENCHMARK(axes_vela<0>)->Name("coordinates/axes_unused0/vela")->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_memcpy<0>)->Name("coordinates/axes_unused0/memcpy")->Unit(benchmark::kMillisecond);
-BENCHMARK(axes_vela<255>)->Name("coordinates/axes_unused255/vela")->Unit(benchmark::kMillisecond);
-BENCHMARK(copy_memcpy<255>)->Name("coordinates/axes_unused255/memcpy")->Unit(benchmark::kMillisecond);
+void unit_opencv(benchmark::State& state, Size size, MAT_TYPE type) {
+    Mat cloud = copyOf(size, type);
+    cv::Mat view = openCvView(cloud);
+    timeAlternating(state, cloud,
+                    [&](Mat&, bool forth) { view.convertTo(view, -1, forth ? 1000.0 : 0.001); });
+}
+
+// The change-of-axes matrix and its inverse, as `channels` x `channels` row-major floats.
+std::vector<float> axesMatrix(size_t channels, bool forth) {
+    const COORDINATE_SYSTEM from = forth ? kZUp : kImage, to = forth ? kImage : kZUp;
+    if (channels == 3) {
+        const Matrix3f m = getCoordinateTransformConversion3f(from, to);
+        return std::vector<float>(m.elements, m.elements + 9);
+    }
+    const Matrix4f m = getCoordinateTransformConversion4f(from, to);
+    return std::vector<float>(m.elements, m.elements + 16);
+}
+
+// OpenCV and Eigen write into a second buffer and back, as they would be used: in place, both need a
+// temporary.
+void axes_opencv(benchmark::State& state, Size size, MAT_TYPE type) {
+    Mat cloud = copyOf(size, type), other = copyOf(size, type);
+    cv::Mat views[2] = {openCvView(cloud), openCvView(other)};
+    const int n = static_cast<int>(cloud.channels);
+    std::vector<float> forward = axesMatrix(cloud.channels, true),
+                       backward = axesMatrix(cloud.channels, false);
+    const cv::Mat matrices[2] = {cv::Mat(n, n, CV_32F, forward.data()),
+                                 cv::Mat(n, n, CV_32F, backward.data())};
+    timeAlternating(state, cloud, [&](Mat&, bool forth) {
+        cv::transform(views[forth ? 0 : 1], views[forth ? 1 : 0], matrices[forth ? 0 : 1]);
+    });
+}
+
+void unit_eigen(benchmark::State& state, Size size, MAT_TYPE type) {
+    Mat cloud = copyOf(size, type);
+    Eigen::Map<Eigen::VectorXf> floats(
+        cloud.getPtr<float>(), static_cast<Eigen::Index>(cloud.width * cloud.height * cloud.channels));
+    timeAlternating(state, cloud, [&](Mat&, bool forth) { floats *= forth ? 1000.0f : 0.001f; });
+}
+
+template <int N>
+void axesEigen(benchmark::State& state, Size size, MAT_TYPE type) {
+    using Points = Eigen::Map<Eigen::Matrix<float, N, Eigen::Dynamic>>;
+    using Matrix = Eigen::Matrix<float, N, N, Eigen::RowMajor>;
+    Mat cloud = copyOf(size, type), other = copyOf(size, type);
+    const Eigen::Index count = static_cast<Eigen::Index>(cloud.width * cloud.height);
+    Points views[2] = {Points(cloud.getPtr<float>(), N, count), Points(other.getPtr<float>(), N, count)};
+    const Matrix matrices[2] = {Matrix(axesMatrix(N, true).data()), Matrix(axesMatrix(N, false).data())};
+    timeAlternating(state, cloud, [&](Mat&, bool forth) {
+        views[forth ? 1 : 0].noalias() = matrices[forth ? 0 : 1] * views[forth ? 0 : 1];
+    });
+}
+
+void axes_eigen(benchmark::State& state, Size size, MAT_TYPE type) {
+    if (type == MAT_TYPE::F32_C3)
+        axesEigen<3>(state, size, type);
+    else
+        axesEigen<4>(state, size, type);
+}
+
+[[maybe_unused]] const bool registered = [] {
+    for (const Size size : kSizes) {
+        for (MAT_TYPE type : {MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
+            const std::string suffix = type == MAT_TYPE::F32_C3 ? "_F32_C3" : "_F32_C4";
+            add("convertUnit" + suffix, size, "vela", unit_vela, type);
+            add("convertUnit" + suffix, size, "memcpy", copy_memcpy, type);
+            add("convertUnit" + suffix, size, "opencv", unit_opencv, type);
+            add("convertUnit" + suffix, size, "eigen", unit_eigen, type);
+            add("convertCoordinateSystem" + suffix, size, "vela", axes_vela, type);
+            add("convertCoordinateSystem" + suffix, size, "memcpy", copy_memcpy, type);
+            add("convertCoordinateSystem" + suffix, size, "opencv", axes_opencv, type);
+            add("convertCoordinateSystem" + suffix, size, "eigen", axes_eigen, type);
+        }
+    }
+    return true;
+}();
+
+}  // namespace
+}  // namespace bench
+}  // namespace vela

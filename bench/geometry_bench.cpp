@@ -122,15 +122,67 @@ void matrixToQuaternion_eigen(benchmark::State& state) {
     }
 }
 
+// Euler angles (radians) of R = Ry(a1) Rz(a2) Rx(a0), away from the guard band of the middle angle.
+const vela::Vector3<float> kEuler(0.3f, -0.7f, 0.4f);
+
+Eigen::Matrix3f eigenEuler(const vela::Vector3<float>& a) {
+    return (Eigen::AngleAxisf(a.y, Eigen::Vector3f::UnitY()) *
+            Eigen::AngleAxisf(a.z, Eigen::Vector3f::UnitZ()) *
+            Eigen::AngleAxisf(a.x, Eigen::Vector3f::UnitX()))
+        .toRotationMatrix();
+}
+
+void eulerToMatrix_vela(benchmark::State& state) {
+    vela::Vector3<float> angles = kEuler;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(angles);
+        vela::Rotation r;
+        r.setEulerAngles(angles);
+        benchmark::DoNotOptimize(r);
+    }
+}
+
+void eulerToMatrix_eigen(benchmark::State& state) {
+    vela::Vector3<float> angles = kEuler;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(angles);
+        Eigen::Matrix3f r = eigenEuler(angles);
+        benchmark::DoNotOptimize(r);
+    }
+}
+
+void matrixToEuler_vela(benchmark::State& state) {
+    vela::Rotation r;
+    r.setEulerAngles(kEuler);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r);
+        vela::Vector3<float> angles = r.getEulerAngles();
+        benchmark::DoNotOptimize(angles);
+    }
+}
+
+void matrixToEuler_eigen(benchmark::State& state) {
+    const Eigen::Matrix3f r = eigenEuler(kEuler);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r);
+        Eigen::Vector3f angles = r.eulerAngles(1, 2, 0);
+        benchmark::DoNotOptimize(angles);
+    }
+}
+
 BENCHMARK(product_vela)->Name("geometry/product4x4/vela");
-BENCHMARK(product_eigen)->Name("geometry/product4x4/Eigen");
+BENCHMARK(product_eigen)->Name("geometry/product4x4/eigen");
 BENCHMARK(chainedProduct_vela)->Name("geometry/product4x4_chained/vela");
-BENCHMARK(chainedProduct_eigen)->Name("geometry/product4x4_chained/Eigen");
+BENCHMARK(chainedProduct_eigen)->Name("geometry/product4x4_chained/eigen");
 BENCHMARK(inverse_vela)->Name("geometry/inverse4x4/vela");
-BENCHMARK(inverse_eigen)->Name("geometry/inverse4x4/Eigen");
+BENCHMARK(inverse_eigen)->Name("geometry/inverse4x4/eigen");
 BENCHMARK(quaternionToMatrix_vela)->Name("geometry/quaternion_to_matrix/vela");
-BENCHMARK(quaternionToMatrix_eigen)->Name("geometry/quaternion_to_matrix/Eigen");
+BENCHMARK(quaternionToMatrix_eigen)->Name("geometry/quaternion_to_matrix/eigen");
 BENCHMARK(matrixToQuaternion_vela)->Name("geometry/matrix_to_quaternion/vela");
-BENCHMARK(matrixToQuaternion_eigen)->Name("geometry/matrix_to_quaternion/Eigen");
+BENCHMARK(matrixToQuaternion_eigen)->Name("geometry/matrix_to_quaternion/eigen");
+BENCHMARK(eulerToMatrix_vela)->Name("geometry/euler_to_matrix/vela");
+BENCHMARK(eulerToMatrix_eigen)->Name("geometry/euler_to_matrix/eigen");
+BENCHMARK(matrixToEuler_vela)->Name("geometry/matrix_to_euler/vela");
+BENCHMARK(matrixToEuler_eigen)->Name("geometry/matrix_to_euler/eigen");
 
 }  // namespace

@@ -62,8 +62,23 @@ size_t offsetOf(const Mat& mat, MEM mem, size_t x, size_t y) {
     return mem == MEM::CPU ? (y * mat.width + x) * sizeof(T) : y * mat.stepGPU + x * sizeof(T);
 }
 
-// Host rows are packed, so the grid is one run that the compiler vectorises; a wrapped user buffer with
-// longer rows is filled row by row, leaving its padding alone.
+// `count` copies of `value` from `run` on. A loop of 2-, 3-, 8- or 12-byte stores runs far below the
+// memory's write bandwidth, so one block of whole elements (16 KiB at most, which stays in the first-level
+// cache) is filled element by element and then copied over the rest of the run, which memcpy does with
+// the widest stores the machine has.
+template <typename T>
+void fillRun(unsigned char* run, size_t count, const T& value) {
+    constexpr size_t kBlockElements = 16384 / sizeof(T);
+    const size_t first = std::min(count, kBlockElements);
+    std::fill_n(reinterpret_cast<T*>(run), first, value);
+    const size_t blockBytes = first * sizeof(T);
+    const size_t totalBytes = count * sizeof(T);
+    for (size_t done = blockBytes; done < totalBytes; done += blockBytes)
+        std::memcpy(run + done, run, std::min(blockBytes, totalBytes - done));
+}
+
+// Host rows are packed, so the grid is one run; a wrapped user buffer with longer rows is filled row by
+// row, leaving its padding alone.
 template <typename T>
 void fillHost(unsigned char* data, size_t width, size_t height, size_t stepBytes, const T& value) {
     size_t runs = height;
@@ -73,7 +88,7 @@ void fillHost(unsigned char* data, size_t width, size_t height, size_t stepBytes
         runs = 1;
     }
     for (size_t run = 0; run < runs; ++run)
-        std::fill_n(reinterpret_cast<T*>(data + run * stepBytes), runLength, value);
+        fillRun(data + run * stepBytes, runLength, value);
 }
 
 }  // namespace

@@ -82,6 +82,33 @@ TYPED_TEST(MatElements, fill_and_single_writes_reach_exactly_their_elements_on_b
     }
 }
 
+// Long host runs are filled in blocks: packed rows make one run of 3000 elements (two blocks and a part),
+// padded rows of 1500 elements are filled one by one; every element is written and nothing past a row.
+TYPED_TEST(MatElements, long_host_fills_write_every_element_and_leave_padding_alone) {
+    using T = typename TypeParam::Type;
+    const T fill = bytesFrom<T>(5);
+    const unsigned char guard = 0xEE;
+    for (const size_t width : {size_t{1000}, size_t{1500}}) {
+        const size_t height = 3;
+        const size_t stride = width == 1000 ? width : width + 1;  // in elements; 1 element of padding
+        std::vector<unsigned char> bytes((stride * height + 1) * sizeof(T), guard);
+        Mat wrapped(width, height, TypeParam::type, bytes.data(), stride * sizeof(T), MEM::CPU);
+        ASSERT_EQ(wrapped.setTo(fill), ERROR_CODE::SUCCESS);
+        for (size_t i = 0; i < stride * height + 1; ++i) {
+            const bool written = i < stride * height && i % stride < width;
+            const unsigned char* element = &bytes[i * sizeof(T)];
+            if (written) {
+                ASSERT_EQ(std::memcmp(element, &fill, sizeof(T)), 0)
+                    << "width " << width << ", element " << i;
+            } else {
+                ASSERT_EQ(std::vector<unsigned char>(element, element + sizeof(T)),
+                          std::vector<unsigned char>(sizeof(T), guard))
+                    << "width " << width << ", element " << i;
+            }
+        }
+    }
+}
+
 TYPED_TEST(MatElements, other_sides_and_bad_coordinates_are_refused) {
     using T = typename TypeParam::Type;
     const T zero{};
