@@ -66,17 +66,32 @@ class File {
 bool writePfm(const HostRows& rows, const std::string& fileName) {
     File file(fileName, "wb");
     if (!file) return false;
-    // The whole map as one block, non-finite samples replaced by 0.
-    std::vector<float> samples(rows.width * rows.height);
-    const size_t rowBytes = rows.width * sizeof(float);
-    for (size_t y = 0; y < rows.height; ++y)
-        std::memcpy(samples.data() + y * rows.width, rows.data + y * rows.step, rowBytes);
-    for (float& sample : samples)
-        sample = isFinite(sample) ? sample : 0.0f;
     // A negative scale says the samples are little-endian; rows go top first.
     bool written = std::fprintf(file.get(), "Pf\n%d %d\n%lf\n", static_cast<int>(rows.width),
                                 static_cast<int>(rows.height), -1.0) > 0;
-    written &= std::fwrite(samples.data(), sizeof(float), samples.size(), file.get()) == samples.size();
+    // Samples go out through one small block that stays in cache, non-finite ones replaced by 0: a single
+    // pass over the map.
+    constexpr size_t kBlockSamples = 16384;
+    std::vector<float> block(kBlockSamples);
+    size_t filled = 0;
+    const auto flush = [&] {
+        written &= std::fwrite(block.data(), sizeof(float), filled, file.get()) == filled;
+        filled = 0;
+    };
+    for (size_t y = 0; y < rows.height; ++y) {
+        const unsigned char* row = rows.data + y * rows.step;
+        for (size_t x = 0; x < rows.width;) {
+            const size_t count = std::min(rows.width - x, kBlockSamples - filled);
+            float* out = block.data() + filled;
+            std::memcpy(out, row + x * sizeof(float), count * sizeof(float));
+            for (size_t i = 0; i < count; ++i)
+                out[i] = isFinite(out[i]) ? out[i] : 0.0f;
+            filled += count;
+            x += count;
+            if (filled == kBlockSamples) flush();
+        }
+    }
+    flush();
     return file.close() && written;
 }
 
