@@ -6,6 +6,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -154,7 +155,29 @@ ERROR_CODE Mat::write(const String& filePath, MEM mem, int compression) {
     return unsupported();
 }
 
+namespace {
+
+// True when the file at `path` carries the DICOM mark, "DICM" after a 128-byte preamble. The decoder for
+// those files aborts the whole process on some malformed input instead of reporting an error, so they are
+// never handed to it.
+bool isDicom(const std::string& path) {
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return false;
+    char head[132];
+    const bool marked =
+        std::fread(head, 1, sizeof head, file) == sizeof head && std::memcmp(head + 128, "DICM", 4) == 0;
+    std::fclose(file);
+    return marked;
+}
+
+}  // namespace
+
 ERROR_CODE Mat::read(const String& filePath) {
+    if (isDicom(filePath.str())) {
+        detail::logError("{} in {} : {} is a DICOM file, which is not read", "[Mat] ", "read",
+                         filePath.str());
+        return ERROR_CODE::FAILURE;
+    }
     try {
         const cv::Mat image = cv::imread(filePath.str(), cv::IMREAD_UNCHANGED);
         if (image.empty()) return ERROR_CODE::FAILURE;

@@ -250,6 +250,23 @@ TEST(MatRead, a_file_that_cannot_be_decoded_leaves_the_mat_as_it_was) {
     EXPECT_EQ(bytesOf(image), bytesOf(patterned(MAT_TYPE::U8_C3)));
 }
 
+// Malformed DICOM makes the image decoder abort the process, so such files never reach it.
+TEST(MatRead, a_dicom_file_is_refused_without_decoding) {
+    const TempDir dir;
+    std::string bytes(128, '\0');
+    bytes += "DICM";
+    bytes += std::string("\x02\x00\x10\x00UI", 6);
+    std::FILE* file = std::fopen(dir.path("scan.png").c_str(), "wb");
+    std::fwrite(bytes.data(), 1, bytes.size(), file);
+    std::fclose(file);
+    Mat image = patterned(MAT_TYPE::U8_C3);
+    LogCapture log;
+    EXPECT_EQ(image.read(dir.path("scan.png")), ERROR_CODE::FAILURE);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"[Mat]  in read : " + dir.path("scan.png") +
+                                                    " is a DICOM file, which is not read"});
+    EXPECT_EQ(bytesOf(image), bytesOf(patterned(MAT_TYPE::U8_C3)));
+}
+
 TEST(MatRead, image_types_map_to_mat_types_and_everything_else_to_one_byte_channel) {
     const std::pair<int, MAT_TYPE> mapped[] = {
         {CV_32FC1, MAT_TYPE::F32_C1}, {CV_32FC2, MAT_TYPE::F32_C2}, {CV_32FC3, MAT_TYPE::F32_C3},

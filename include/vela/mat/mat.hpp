@@ -135,7 +135,8 @@ class VELA_API Mat {
     /// the default, sets the PNG level or JPEG quality; `mem` GPU first refreshes the host copy from the GPU.
     ERROR_CODE write(const String& filePath, MEM mem = MEM::CPU, int compression = -1);
     /// Replaces the content with the image decoded from `filePath` into a new host buffer (one 8-bit channel
-    /// when no MAT_TYPE fits); FAILURE, leaving the Mat as it was, when nothing can be decoded.
+    /// when no MAT_TYPE fits); FAILURE, leaving the Mat as it was, when nothing can be decoded. DICOM files
+    /// are refused (logged): their decoder can abort the process on malformed input.
     ERROR_CODE read(const String& filePath);
 
     /// Row step of side `mem`: stepGPU for GPU and MEM_MANAGED, stepCPU for CPU, 0 for other values.
