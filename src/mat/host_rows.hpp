@@ -52,10 +52,15 @@ class BlockSink {
         return cursor;
     }
     void commit(char* end) { cursor = end; }
-    void append(const std::string& text) {
-        char* out = reserve(text.size());
-        commit(std::copy(text.begin(), text.end(), out));
+    /// Copies `size` bytes of `data`, of any length, block by block.
+    void append(const char* data, size_t size) {
+        for (size_t done = 0; done < size;) {
+            const size_t part = std::min(size - done, kCapacity);
+            commit(std::copy_n(data + done, part, reserve(part)));
+            done += part;
+        }
     }
+    void append(const std::string& text) { append(text.data(), text.size()); }
     /// Takes back the last byte committed; it is still in the buffer, as flushing only happens in `reserve`.
     void takeBackLast() { --cursor; }
     /// Writes what is buffered; false once any write has failed.

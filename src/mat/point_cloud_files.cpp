@@ -220,16 +220,8 @@ ERROR_CODE writePfm(const HostRows& rows, const std::string& path) {
     return writeReplacing("writeDepth", path, [&](detail::BlockSink& sink) {
         // A negative scale says the samples are little-endian; rows go bottom first.
         sink.append("Pf\n" + std::to_string(rows.width) + " " + std::to_string(rows.height) + "\n-1\n");
-        const size_t rowBytes = rows.width * sizeof(float);
-        for (size_t y = rows.height; y-- > 0;) {
-            const unsigned char* row = rows.data + y * rows.step;
-            for (size_t done = 0; done < rowBytes;) {
-                const size_t part = std::min(rowBytes - done, detail::BlockSink::kCapacity);
-                char* out = sink.reserve(part);
-                sink.commit(std::copy_n(row + done, part, out));
-                done += part;
-            }
-        }
+        for (size_t y = rows.height; y-- > 0;)
+            sink.append(reinterpret_cast<const char*>(rows.data + y * rows.step), rows.width * sizeof(float));
     });
 }
 
@@ -251,11 +243,7 @@ ERROR_CODE writeDepthImage(const HostRows& rows, const std::string& path, const 
         return ERROR_CODE::FAILURE;
     }
     return writeReplacing("writeDepth", path, [&](detail::BlockSink& sink) {
-        for (size_t done = 0; done < encoded.size();) {
-            const size_t part = std::min(encoded.size() - done, detail::BlockSink::kCapacity);
-            sink.commit(std::copy_n(encoded.data() + done, part, sink.reserve(part)));
-            done += part;
-        }
+        sink.append(reinterpret_cast<const char*>(encoded.data()), encoded.size());
     });
 }
 
