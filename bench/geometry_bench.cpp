@@ -9,6 +9,8 @@
 
 #include <vela/vela.hpp>
 
+#include <vector>
+
 namespace {
 
 // A rigid transform with a scaled rotation: invertible, no zero elements, nothing special.
@@ -62,6 +64,36 @@ void chainedProduct_eigen(benchmark::State& state) {
         c = c * step;
     }
     benchmark::DoNotOptimize(c);
+}
+
+// A batch of independent products from arrays to an array, as when every pose of a trajectory is moved
+// into another frame.
+constexpr int kBatch = 256;
+
+void batchProduct_vela(benchmark::State& state) {
+    std::vector<vela::Matrix4f> a(kBatch, vela::Matrix4f(kMatrixA)), b(kBatch, vela::Matrix4f(kMatrixB));
+    std::vector<vela::Matrix4f> c(kBatch);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a.data());
+        benchmark::DoNotOptimize(b.data());
+        for (int i = 0; i < kBatch; ++i)
+            c[i] = a[i] * b[i];
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * kBatch);
+}
+
+void batchProduct_eigen(benchmark::State& state) {
+    std::vector<Eigen::Matrix4f> a(kBatch, eigenOf(kMatrixA)), b(kBatch, eigenOf(kMatrixB));
+    std::vector<Eigen::Matrix4f> c(kBatch);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(a.data());
+        benchmark::DoNotOptimize(b.data());
+        for (int i = 0; i < kBatch; ++i)
+            c[i].noalias() = a[i] * b[i];
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * kBatch);
 }
 
 void inverse_vela(benchmark::State& state) {
@@ -174,6 +206,8 @@ BENCHMARK(product_vela)->Name("geometry/product4x4/vela");
 BENCHMARK(product_eigen)->Name("geometry/product4x4/eigen");
 BENCHMARK(chainedProduct_vela)->Name("geometry/product4x4_chained/vela");
 BENCHMARK(chainedProduct_eigen)->Name("geometry/product4x4_chained/eigen");
+BENCHMARK(batchProduct_vela)->Name("geometry/product4x4_batch256/vela");
+BENCHMARK(batchProduct_eigen)->Name("geometry/product4x4_batch256/eigen");
 BENCHMARK(inverse_vela)->Name("geometry/inverse4x4/vela");
 BENCHMARK(inverse_eigen)->Name("geometry/inverse4x4/eigen");
 BENCHMARK(quaternionToMatrix_vela)->Name("geometry/quaternion_to_matrix/vela");

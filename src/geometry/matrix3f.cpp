@@ -6,6 +6,18 @@ namespace vela {
 
 VELA_SQUARE_MATRIX_MEMBERS(Matrix3f, 3)
 
+Matrix3f Matrix3f::inverse(const Matrix3f& in) {
+    Matrix3f result(in);
+    result.inverse();
+    return result;
+}
+
+Matrix3f Matrix3f::operator*(const Matrix3f& other) const {
+    Matrix3f result;
+    detail::multiply<3>(elements, other.elements, result.elements);
+    return result;
+}
+
 // m^-1 = adj(m) / det(m), det expanded along the first row with the cofactors c0j of that row.
 void Matrix3f::inverse() {
     const float* m = elements;

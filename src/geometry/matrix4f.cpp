@@ -1,5 +1,6 @@
 #include "vela/geometry/matrix4f.hpp"
 
+#include <cstddef>
 #include <cstring>
 
 #include "core/logging.hpp"
@@ -8,18 +9,25 @@
 namespace vela {
 namespace {
 
-// Four floats worked on lane by lane.
-struct Lanes {
-    float v[4];
-};
+// Four floats in one vector register, on every target the compilers support. Written with the compilers'
+// vector extensions rather than one instruction set's intrinsics, so one definition serves them all, and
+// the shuffles are spelled out: left to the vectoriser, the gathers below cost twice as many.
+using Lanes = float __attribute__((vector_size(16)));
 
-// (p·x - q·y + r·z) · sign, lane by lane.
-Lanes cofactors(const Lanes& p, const Lanes& x, const Lanes& q, const Lanes& y, const Lanes& r,
-                const Lanes& z, const Lanes& sign) {
-    Lanes result;
-    for (int j = 0; j < 4; ++j)
-        result.v[j] = (p.v[j] * x.v[j] - q.v[j] * y.v[j] + r.v[j] * z.v[j]) * sign.v[j];
-    return result;
+// (a[A], a[B], a[C], a[D]) where indices 4..7 select from b.
+template <int A, int B, int C, int D>
+Lanes shuffle(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, A, B, C, D);
+}
+
+Lanes load(const float* values) {
+    Lanes lanes;
+    std::memcpy(&lanes, values, sizeof(lanes));
+    return lanes;
+}
+
+void store(Lanes lanes, float* values) {
+    std::memcpy(values, &lanes, sizeof(lanes));
 }
 
 ERROR_CODE invalidParameters(const char* method) {
@@ -31,52 +39,74 @@ ERROR_CODE invalidParameters(const char* method) {
 
 VELA_SQUARE_MATRIX_MEMBERS(Matrix4f, 4)
 
+void detail::multiply4x4(const float* a, const float* b, float* out) {
+    multiply<4>(a, b, out);
+}
+
+namespace {
+
 // m^-1 = adj(m) / det(m) with adj(i,j) = C(j,i), the cofactor of m(j,i): a 3x3 minor, six triple products.
 // The three rows of each minor include rows 2-3 or rows 0-1 of m, so its products are grouped by the 2x2
 // minors of those two rows, which all sixteen cofactors share. Lane j of the vectors below serves C(j,.):
 // lanes 0 and 1 expand rows 1 and 0 of m against the minors of rows 2-3, lanes 2 and 3 expand rows 3 and 2
-// against those of rows 0-1; the four lanes compile to single vector operations.
-ERROR_CODE Matrix4f::inverse() {
-    float m[16];
-    std::memcpy(m, elements, sizeof(m));
-
-    Lanes rows[4];   // (m(1,c), m(0,c), m(3,c), m(2,c))
-    Lanes upper[4];  // (m(2,c), m(2,c), m(0,c), m(0,c))
-    Lanes lower[4];  // (m(3,c), m(3,c), m(1,c), m(1,c))
-    for (int c = 0; c < 4; ++c) {
-        rows[c] = Lanes{{m[4 + c], m[c], m[12 + c], m[8 + c]}};
-        upper[c] = Lanes{{m[8 + c], m[8 + c], m[c], m[c]}};
-        lower[c] = Lanes{{m[12 + c], m[12 + c], m[4 + c], m[4 + c]}};
-    }
-    auto minor = [&](int a, int b) {
-        Lanes result;
-        for (int j = 0; j < 4; ++j)
-            result.v[j] = upper[a].v[j] * lower[b].v[j] - upper[b].v[j] * lower[a].v[j];
-        return result;
-    };
+// against those of rows 0-1, so each vector of cofactors is one row of the adjugate.
+// `out` may be `in`: every element is read before any is written. On failure `out` holds `in` with the first
+// adjugate column in place of its first column, the state left by storing that column first and stopping
+// at the zero determinant.
+ERROR_CODE invert(const float* in, float* out) {
+    const Lanes row0 = load(in), row1 = load(in + 4), row2 = load(in + 8), row3 = load(in + 12);
+    // (m(0,c), m(1,c), m(0,c+1), m(1,c+1)) for c = 0 and 2, and the same for rows 2 and 3.
+    const Lanes top01 = shuffle<0, 4, 1, 5>(row0, row1), top23 = shuffle<2, 6, 3, 7>(row0, row1);
+    const Lanes bottom01 = shuffle<0, 4, 1, 5>(row2, row3), bottom23 = shuffle<2, 6, 3, 7>(row2, row3);
+    // rows[c] = (m(1,c), m(0,c), m(3,c), m(2,c)), the elements each lane expands along.
+    const Lanes rows[4] = {shuffle<1, 0, 5, 4>(top01, bottom01), shuffle<3, 2, 7, 6>(top01, bottom01),
+                           shuffle<1, 0, 5, 4>(top23, bottom23), shuffle<3, 2, 7, 6>(top23, bottom23)};
+    // upper[c] = (m(2,c), m(2,c), m(0,c), m(0,c)) and lower[c] = (m(3,c), m(3,c), m(1,c), m(1,c)).
+    const Lanes upper[4] = {shuffle<0, 0, 4, 4>(bottom01, top01), shuffle<2, 2, 6, 6>(bottom01, top01),
+                            shuffle<0, 0, 4, 4>(bottom23, top23), shuffle<2, 2, 6, 6>(bottom23, top23)};
+    const Lanes lower[4] = {shuffle<1, 1, 5, 5>(bottom01, top01), shuffle<3, 3, 7, 7>(bottom01, top01),
+                            shuffle<1, 1, 5, 5>(bottom23, top23), shuffle<3, 3, 7, 7>(bottom23, top23)};
+    auto minor = [&](int a, int b) { return upper[a] * lower[b] - upper[b] * lower[a]; };
     // m_ab: the 2x2 minors on columns a and b.
     const Lanes m01 = minor(0, 1), m02 = minor(0, 2), m03 = minor(0, 3);
     const Lanes m12 = minor(1, 2), m13 = minor(1, 3), m23 = minor(2, 3);
     // The cofactor sign (-1)^(i+j) of adj(i,j).
-    const Lanes even{{1, -1, 1, -1}}, odd{{-1, 1, -1, 1}};
+    const Lanes even = {1, -1, 1, -1}, odd = {-1, 1, -1, 1};
     const Lanes adjugate[4] = {
-        cofactors(rows[1], m23, rows[2], m13, rows[3], m12, even),
-        cofactors(rows[0], m23, rows[2], m03, rows[3], m02, odd),
-        cofactors(rows[0], m13, rows[1], m03, rows[3], m01, even),
-        cofactors(rows[0], m12, rows[1], m02, rows[2], m01, odd),
+        (rows[1] * m23 - rows[2] * m13 + rows[3] * m12) * even,
+        (rows[0] * m23 - rows[2] * m03 + rows[3] * m02) * odd,
+        (rows[0] * m13 - rows[1] * m03 + rows[3] * m01) * even,
+        (rows[0] * m12 - rows[1] * m02 + rows[2] * m01) * odd,
     };
 
-    // The first adjugate column is stored before the determinant is known, and stays on failure.
-    for (int i = 0; i < 4; ++i)
-        elements[i * 4] = adjugate[i].v[0];
-    const float det =
-        m[0] * adjugate[0].v[0] + m[1] * adjugate[1].v[0] + m[2] * adjugate[2].v[0] + m[3] * adjugate[3].v[0];
-    if (det == 0.0f) return ERROR_CODE::FAILURE;
-
-    for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 4; ++j)
-            elements[i * 4 + j] = adjugate[i].v[j] / det;
+    const Lanes firstColumn = shuffle<0, 1, 4, 5>(shuffle<0, 4, 0, 4>(adjugate[0], adjugate[1]),
+                                                  shuffle<0, 4, 0, 4>(adjugate[2], adjugate[3]));
+    const Lanes terms = row0 * firstColumn;
+    const float det = terms[0] + terms[1] + terms[2] + terms[3];
+    if (det == 0.0f) {
+        const Lanes unchanged[4] = {row0, row1, row2, row3};
+        for (std::size_t i = 0; i < 4; ++i) {
+            store(unchanged[i], out + 4 * i);
+            out[4 * i] = firstColumn[i];
+        }
+        return ERROR_CODE::FAILURE;
+    }
+    for (std::size_t i = 0; i < 4; ++i)
+        store(adjugate[i] / det, out + 4 * i);
     return ERROR_CODE::SUCCESS;
+}
+
+}  // namespace
+
+ERROR_CODE Matrix4f::inverse() {
+    return invert(elements, elements);
+}
+
+// Inverting straight from `in` leaves the same result as copying it first, without the copy.
+Matrix4f Matrix4f::inverse(const Matrix4f& in) {
+    Matrix4f result;
+    invert(in.elements, result.elements);
+    return result;
 }
 
 // The product with the matrix whose four columns are all v: row i of it repeats row i's dot product with v.

@@ -128,16 +128,6 @@ String infos(const String& name, const void* object, const float* m) {
         result.transpose();                                                    \
         return result;                                                         \
     }                                                                          \
-    M M::inverse(const M& in) {                                                \
-        M result(in);                                                          \
-        result.inverse();                                                      \
-        return result;                                                         \
-    }                                                                          \
-    M M::operator*(const M& other) const {                                     \
-        M result;                                                              \
-        detail::multiply<N>(elements, other.elements, result.elements);        \
-        return result;                                                         \
-    }                                                                          \
     M M::operator*(const float& scalar) const {                                \
         return detail::withScalar<N>(*this, scalar, std::multiplies<float>()); \
     }                                                                          \

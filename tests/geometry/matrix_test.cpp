@@ -8,8 +8,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <mutex>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -142,6 +144,40 @@ TEST(Matrix, product_accumulates_with_fused_multiply_add) {
     EXPECT_EQ(productOfNearlyCancellingTerms<Matrix3f>(), std::ldexp(1.0f, -24));
     EXPECT_EQ(productOfNearlyCancellingTerms<Matrix4f>(), std::ldexp(1.0f, -24));
 }
+
+#if VELA_TEST_PRODUCT_BUILDS
+}  // namespace
+namespace fused {
+Matrix4f product(const Matrix4f& a, const Matrix4f& b);
+bool productIsInlined();
+}  // namespace fused
+namespace plain {
+Matrix4f product(const Matrix4f& a, const Matrix4f& b);
+bool productIsInlined();
+}  // namespace plain
+namespace {
+
+// A caller built with AVX and FMA inlines the product, one built without calls the library's: both link
+// into one program and give the same bits, cancellations and signed zeros included.
+TEST(Matrix4fProduct, inlined_and_compiled_products_agree_bit_for_bit) {
+    ASSERT_TRUE(fused::productIsInlined());
+    ASSERT_FALSE(plain::productIsInlined());
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> mantissa(-1.0f, 1.0f);
+    std::uniform_int_distribution<int> exponent(-8, 8);
+    for (int trial = 0; trial < 2000; ++trial) {
+        Matrix4f a, b;
+        for (int i = 0; i < 16; ++i) {
+            a.elements[i] = std::ldexp(mantissa(random), exponent(random));
+            b.elements[i] = std::ldexp(mantissa(random), exponent(random));
+        }
+        if (trial % 4 == 0) b = Matrix4f::inverse(a);  // nearly cancelling sums off the diagonal
+        const Matrix4f inlined = fused::product(a, b), compiled = plain::product(a, b);
+        ASSERT_EQ(std::memcmp(inlined.elements, compiled.elements, sizeof(inlined.elements)), 0)
+            << "trial " << trial;
+    }
+}
+#endif
 
 TEST(Matrix, matrix_times_vector_repeats_each_dot_product_along_its_row) {
     const Matrix4f rows = Matrix4f::identity() * vela::Vector4<float>(1, 2, 3, 4);

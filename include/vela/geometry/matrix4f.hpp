@@ -1,12 +1,33 @@
 #pragma once
 
+#include <cstddef>
+
 #include "vela/core/error_code.hpp"
 #include "vela/core/export.hpp"
 #include "vela/core/string.hpp"
 #include "vela/core/vector.hpp"
 #include "vela/geometry/matrix3f.hpp"
 
+// Where the caller's build has AVX and hardware fused multiply-add, the 4x4 product is inlined so that it
+// stays in registers; elsewhere it calls the library's compiled product. Both give the same bits. The
+// inlined copy carries its own ABI tag, so that the linker never merges it with the plain copy of a caller
+// built without those instructions (which could then run them on a processor that has none).
+#if defined(__AVX__) && defined(__FMA__)
+#include <immintrin.h>
+#define VELA_INLINE_PRODUCT 1
+#define VELA_PRODUCT_ABI __attribute__((abi_tag("avx_fma")))
+#else
+#define VELA_INLINE_PRODUCT 0
+#define VELA_PRODUCT_ABI
+#endif
+
 namespace vela {
+
+namespace detail {
+/// out = a x b for row-major 4x4 arrays, which must not overlap: out(i,j) = a(i,0)·b(0,j), then one fused
+/// multiply-add per further k. The compiled product, for callers built without hardware fused multiply-add.
+VELA_API void multiply4x4(const float* a, const float* b, float* out);
+}  // namespace detail
 
 /// A 4x4 single-precision matrix, row-major, with a label used only by getInfos. The name labels one
 /// object, not its value: copies and the results of operators and factories are unnamed. No tolerance
@@ -55,8 +76,9 @@ class VELA_API Matrix4f {
     /// An inverted copy of `in`, returned whatever the status (see inverse()).
     static Matrix4f inverse(const Matrix4f& in);
 
-    /// The product this x other, each element accumulated with fused multiply-adds.
-    Matrix4f operator*(const Matrix4f& other) const;
+    /// The product this x other: element (i,j) is this(i,0)·other(0,j), then one fused multiply-add per
+    /// further k.
+    VELA_PRODUCT_ABI Matrix4f operator*(const Matrix4f& other) const;
     /// A matrix whose row i repeats, in all four columns, the dot product of row i with `v`: any column
     /// is the transformed vector.
     Matrix4f operator*(const Vector4<float>& v) const;
@@ -98,5 +120,35 @@ class VELA_API Matrix4f {
             elements[i] = copy[i];
     }
 };
+
+#if VELA_INLINE_PRODUCT
+// Two rows of the result per 256-bit register: each half holds one row of `other` and is scaled by the
+// matching element of this row, broadcast within its half, so every element sums its four products in
+// order k = 0..3, as the compiled product does.
+inline Matrix4f Matrix4f::operator*(const Matrix4f& other) const {
+    const float* b = other.elements;
+    __m256 rowsOfOther[4];
+    for (std::size_t k = 0; k < 4; ++k) {
+        const __m128 row = _mm_loadu_ps(b + 4 * k);
+        rowsOfOther[k] = _mm256_set_m128(row, row);
+    }
+    Matrix4f result;
+    for (std::size_t pair = 0; pair < 2; ++pair) {
+        const __m256 rows = _mm256_loadu_ps(elements + 8 * pair);
+        __m256 sum = _mm256_mul_ps(_mm256_permute_ps(rows, 0x00), rowsOfOther[0]);
+        sum = _mm256_fmadd_ps(_mm256_permute_ps(rows, 0x55), rowsOfOther[1], sum);
+        sum = _mm256_fmadd_ps(_mm256_permute_ps(rows, 0xAA), rowsOfOther[2], sum);
+        sum = _mm256_fmadd_ps(_mm256_permute_ps(rows, 0xFF), rowsOfOther[3], sum);
+        _mm256_storeu_ps(result.elements + 8 * pair, sum);
+    }
+    return result;
+}
+#else
+inline Matrix4f Matrix4f::operator*(const Matrix4f& other) const {
+    Matrix4f result;
+    detail::multiply4x4(elements, other.elements, result.elements);
+    return result;
+}
+#endif
 
 }  // namespace vela
