@@ -157,7 +157,7 @@ bool productIsInlined();
 }  // namespace plain
 namespace {
 
-// A caller built with AVX and FMA inlines the product, one built without calls the library's: both link
+// A caller built with AVX2 and FMA inlines the product, one built without calls the library's: both link
 // into one program and give the same bits, cancellations and signed zeros included.
 TEST(Matrix4fProduct, inlined_and_compiled_products_agree_bit_for_bit) {
     ASSERT_TRUE(fused::productIsInlined());

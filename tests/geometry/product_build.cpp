@@ -1,4 +1,4 @@
-// Compiled twice, with and without AVX and hardware fused multiply-add (PRODUCT_BUILD names each build), so
+// Compiled twice, with and without AVX2 and hardware fused multiply-add (PRODUCT_BUILD names each build), so
 // that both forms of the 4x4 product, inlined and compiled, end up side by side in one test executable.
 
 #include <vela/geometry/matrix4f.hpp>
