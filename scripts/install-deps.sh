@@ -2,7 +2,7 @@
 # Installs the Debian packages vela builds and tests with; silent when they are all present.
 set -euo pipefail
 
-packages=(cmake make g++ pkg-config ccache clang-format clang libclang-rt-14-dev doxygen
+packages=(cmake make g++ pkg-config ccache clang-format clang-tidy clang libclang-rt-14-dev doxygen
           libgtest-dev libbenchmark-dev
           libopencv-dev libeigen3-dev nlohmann-json3-dev libspdlog-dev libfmt-dev
           # the Python module and its tests

@@ -80,7 +80,7 @@ bool String::operator==(const char* other) const noexcept {
 }
 
 std::ostream& operator<<(std::ostream& os, const String& text) {
-    return os.write(text.c_str(), text.size());
+    return os.write(text.c_str(), static_cast<std::streamsize>(text.size()));
 }
 
 }  // namespace vela

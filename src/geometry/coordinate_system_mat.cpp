@@ -95,7 +95,7 @@ cudaError_t launchFactor(MAT_TYPE type, unsigned char* gpu, float factor, size_t
 template <int N, typename Point>
 bool transformOnGpu(cudaError_t (*launcher)(Point*, const float*, size_t, size_t, size_t, cudaStream_t),
                     const float* matrix, unsigned char* gpu, size_t step, size_t width, size_t height) {
-    constexpr size_t bytes = N * N * sizeof(float);
+    constexpr size_t bytes = sizeof(float) * N * N;
     void* device = nullptr;
     if (!VELA_CUDA_CHECK(cudaMalloc(&device, bytes), kConvertSystemSignature)) return false;
     const bool launched =

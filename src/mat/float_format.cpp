@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -65,7 +66,7 @@ constexpr PowersOfFive kFive;
 struct DigitPairs {
     char text[200];
     constexpr DigitPairs() : text() {
-        for (int i = 0; i < 100; ++i) {
+        for (std::size_t i = 0; i < 100; ++i) {
             text[2 * i] = static_cast<char>('0' + i / 10);
             text[2 * i + 1] = static_cast<char>('0' + i % 10);
         }
@@ -74,7 +75,7 @@ struct DigitPairs {
 constexpr DigitPairs kPairs;
 
 char* writePair(unsigned value, char* out) {
-    std::memcpy(out, kPairs.text + 2 * value, 2);
+    std::memcpy(out, kPairs.text + 2 * std::size_t{value}, 2);
     return out + 2;
 }
 

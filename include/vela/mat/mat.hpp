@@ -97,19 +97,19 @@ class VELA_API Mat {
 
     /// Copies this Mat's content into `dst`, (re)allocating it only when its size, type or side does not
     /// fit. Copies on `stream` and returns without waiting; a null stream copies synchronously.
-    ERROR_CODE copyTo(Mat& dst, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = 0) const;
+    ERROR_CODE copyTo(Mat& dst, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = nullptr) const;
     /// Copies `src` into this Mat, as `src.copyTo(*this, type, stream)`. Copies on `stream` and returns
     /// without waiting; a null stream copies synchronously.
-    ERROR_CODE setFrom(const Mat& src, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = 0);
+    ERROR_CODE setFrom(const Mat& src, COPY_TYPE type = COPY_TYPE::CPU_CPU, cudaStream_t stream = nullptr);
     /// Makes the host buffer hold the GPU content, adding a packed host buffer to an owned GPU Mat. Copies on
     /// `stream` and returns without waiting (a null stream copies synchronously); managed and mapped
     /// memory wait for `stream` so that the host may read at once. FAILURE for a one-sided reference.
-    ERROR_CODE updateCPUfromGPU(cudaStream_t stream = 0);
+    ERROR_CODE updateCPUfromGPU(cudaStream_t stream = nullptr);
     /// Makes the GPU buffer hold the host content, adding a pitched GPU buffer to an owned host Mat. Copies
     /// on `stream` and returns without waiting; a null stream copies synchronously. Managed memory is
     /// attached to `stream` alone, or to every stream when `stream` is null (the runtime cannot attach memory
     /// to the null stream alone). `reserved` is ignored.
-    ERROR_CODE updateGPUfromCPU(cudaStream_t stream = 0, int reserved = 0);
+    ERROR_CODE updateGPUfromCPU(cudaStream_t stream = nullptr, int reserved = 0);
     /// Makes this Mat an owning deep copy of `src` (MEM_BOTH becomes one mapped buffer); FAILURE when
     /// `src` is empty.
     ERROR_CODE clone(const Mat& src);
@@ -120,7 +120,7 @@ class VELA_API Mat {
     /// Writes `value` into every element on side `mem` (CPU or GPU); T must match the element size. The GPU
     /// fill is queued on `stream` (the default stream when null) and returns without waiting.
     template <typename T>
-    ERROR_CODE setTo(const T& value, MEM mem = MEM::CPU, cudaStream_t stream = 0);
+    ERROR_CODE setTo(const T& value, MEM mem = MEM::CPU, cudaStream_t stream = nullptr);
     /// Writes element (x, y) on side `mem`. Neither the coordinates nor T are checked: the caller keeps
     /// them inside the grid. A GPU write is synchronous.
     template <typename T>
@@ -167,6 +167,6 @@ class VELA_API Mat {
 /// Converts a U8_C4 image with a GPU side into `dst` as S8_C4 on the GPU, each channel shifted by -128,
 /// (re)allocating `dst` when it does not fit. Queued on `stream` (the default stream when null); returns
 /// without waiting. FAILURE for an empty, host-only or differently typed `src`.
-VELA_API ERROR_CODE convertImage(Mat& src, Mat& dst, cudaStream_t stream = 0);
+VELA_API ERROR_CODE convertImage(Mat& src, Mat& dst, cudaStream_t stream = nullptr);
 
 }  // namespace vela
