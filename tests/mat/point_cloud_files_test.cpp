@@ -283,23 +283,55 @@ TEST(ReadPointCloud, the_ascii_exporters_read_back_as_printf_printed_them) {
     }
 }
 
+template <typename T>
+void appendBytes(std::string& bytes, T value) {
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
 TEST(ReadPointCloud, reads_big_endian_ply_other_types_and_elements_before_the_vertices) {
     const TempDir dir;
-    // A face element first (with a list), then vertices of double x, short y, float z and uchar colour.
-    std::string ply =
-        "ply\r\nformat binary_big_endian 1.0\r\ncomment made by hand\r\nelement face 1\r\n"
-        "property list uchar int vertex_indices\r\nelement vertex 1\r\nproperty double x\r\n"
-        "property short y\r\nproperty float z\r\nproperty uchar red\r\nproperty uchar green\r\n"
+    // Vertices of double x, short y, float z and uchar colour; once after a face element (whose list sends
+    // the values through the checked cursor), once alone (rows of one size, read at fixed offsets).
+    const std::string faceHeader = "element face 1\r\nproperty list uchar int vertex_indices\r\n";
+    const std::string face("\x02\x00\x00\x00\x01\x00\x00\x00\x02", 9);  // 2 indices
+    const std::string vertexHeader =
+        "element vertex 1\r\nproperty double x\r\nproperty short y\r\n"
+        "property float z\r\nproperty uchar red\r\nproperty uchar green\r\n"
         "property uchar blue\r\nend_header\r\n";
-    ply += std::string("\x02\x00\x00\x00\x01\x00\x00\x00\x02", 9);  // face: 2 indices
-    ply += std::string("\x3f\xf8\x00\x00\x00\x00\x00\x00", 8);      // 1.5
-    ply += std::string("\xff\xfe", 2);                              // -2
-    ply += std::string("\xc0\x40\x00\x00", 4);                      // -3
-    ply += std::string("\x0a\x14\x1e", 3);
-    writeText(dir.path("be.ply"), ply);
+    const std::string vertex = std::string("\x3f\xf8\x00\x00\x00\x00\x00\x00", 8)  // 1.5
+                               + std::string("\xff\xfe", 2)                        // -2
+                               + std::string("\xc0\x40\x00\x00", 4)                // -3
+                               + std::string("\x0a\x14\x1e", 3);
     Mat read;
-    ASSERT_EQ(readPointCloud(dir.path("be.ply"), read), ERROR_CODE::SUCCESS);
-    expectSamePoints(read, {{1.5f, -2.0f, -3.0f, colour(10, 20, 30)}}, true);
+    for (const bool withFace : {true, false}) {
+        writeText(dir.path("be.ply"), "ply\r\nformat binary_big_endian 1.0\r\ncomment made by hand\r\n" +
+                                          (withFace ? faceHeader : "") + vertexHeader +
+                                          (withFace ? face : "") + vertex);
+        ASSERT_EQ(readPointCloud(dir.path("be.ply"), read), ERROR_CODE::SUCCESS) << withFace;
+        expectSamePoints(read, {{1.5f, -2.0f, -3.0f, colour(10, 20, 30)}}, true);
+    }
+
+    // Binary PCD rows of 23 bytes: int8 x, a padding field of three uint16, uint64 y, int32 z, packed rgb.
+    std::string pcd =
+        "VERSION 0.7\nFIELDS x _ y z rgb\nSIZE 1 2 8 4 4\nTYPE I U U I U\nCOUNT 1 3 1 1 1\n"
+        "WIDTH 2\nHEIGHT 1\nPOINTS 2\nDATA binary\n";
+    const std::string padding(6, '\x55');
+    appendBytes<int8_t>(pcd, -5);
+    pcd += padding;
+    appendBytes<uint64_t>(pcd, 7);
+    appendBytes<int32_t>(pcd, -100000);
+    appendBytes<uint32_t>(pcd, 0x00102030);
+    appendBytes<int8_t>(pcd, 127);
+    pcd += padding;
+    appendBytes<uint64_t>(pcd, uint64_t{1} << 40);
+    appendBytes<int32_t>(pcd, 0);
+    appendBytes<uint32_t>(pcd, 0x00FFFFFF);
+    writeText(dir.path("types.pcd"), pcd);
+    ASSERT_EQ(readPointCloud(dir.path("types.pcd"), read), ERROR_CODE::SUCCESS);
+    expectSamePoints(read,
+                     {{-5.0f, 7.0f, -100000.0f, colour(0x10, 0x20, 0x30)},
+                      {127.0f, 1099511627776.0f, 0.0f, colour(0xFF, 0xFF, 0xFF)}},
+                     true);
 
     // PCD with a padding field of COUNT 3, colour as an unsigned rgba, and text values with a plus sign.
     writeText(dir.path("pad.pcd"),
