@@ -109,49 +109,20 @@ void assign(const Column& column, const Value& value, Point& point) {
     }
 }
 
-uint8_t byteSwapped(uint8_t bits) {
-    return bits;
-}
-uint16_t byteSwapped(uint16_t bits) {
-    return __builtin_bswap16(bits);
-}
-uint32_t byteSwapped(uint32_t bits) {
-    return __builtin_bswap32(bits);
-}
-uint64_t byteSwapped(uint64_t bits) {
-    return __builtin_bswap64(bits);
-}
-
-template <size_t bytes>
-struct BitsOfSize;
-template <>
-struct BitsOfSize<1> {
-    using type = uint8_t;
-};
-template <>
-struct BitsOfSize<2> {
-    using type = uint16_t;
-};
-template <>
-struct BitsOfSize<4> {
-    using type = uint32_t;
-};
-template <>
-struct BitsOfSize<8> {
-    using type = uint64_t;
-};
-
-// The T stored at `bytes` in the given byte order, by loads of a fixed size.
+// The T stored at `bytes` in the given byte order, by copies of a fixed size.
 template <typename T>
 Value valueAt(const char* bytes, bool bigEndian) {
-    typename BitsOfSize<sizeof(T)>::type bits;
-    std::memcpy(&bits, bytes, sizeof bits);
-    if (bigEndian) bits = byteSwapped(bits);
+    unsigned char ordered[sizeof(T)];
+    std::memcpy(ordered, bytes, sizeof ordered);
+    if (bigEndian) std::reverse(ordered, ordered + sizeof ordered);
     T typed;
-    std::memcpy(&typed, &bits, sizeof typed);
+    std::memcpy(&typed, ordered, sizeof typed);
     Value value;
     value.number = static_cast<double>(typed);
-    value.bits = std::is_same<T, double>::value ? 0 : static_cast<uint32_t>(bits);
+    if constexpr (std::is_same<T, float>::value)
+        std::memcpy(&value.bits, &typed, sizeof value.bits);
+    else if constexpr (std::is_integral<T>::value)  // the stored bits, not the sign-extended number
+        value.bits = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(typed));
     return value;
 }
 
