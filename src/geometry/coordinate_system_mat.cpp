@@ -89,22 +89,13 @@ cudaError_t launchFactor(MAT_TYPE type, unsigned char* gpu, float factor, size_t
     return cu_applyFactor4f(reinterpret_cast<Vector4<float>*>(gpu), factor, step, width, height, nullptr);
 }
 
-// Copies `matrix` (N x N floats) to a temporary device buffer, queues `launcher` with it on the points at
-// `gpu` and frees the buffer again, on every path; false, with the failing call reported, when any step
-// fails.
-template <int N, typename Point>
-bool transformOnGpu(cudaError_t (*launcher)(Point*, const float*, size_t, size_t, size_t, cudaStream_t),
-                    const float* matrix, unsigned char* gpu, size_t step, size_t width, size_t height) {
-    constexpr size_t bytes = sizeof(float) * N * N;
-    void* device = nullptr;
-    if (!VELA_CUDA_CHECK(cudaMalloc(&device, bytes), kConvertSystemSignature)) return false;
-    const bool launched =
-        VELA_CUDA_CHECK(cudaMemcpy(device, matrix, bytes, cudaMemcpyHostToDevice), kConvertSystemSignature) &&
-        VELA_CUDA_CHECK(launcher(reinterpret_cast<Point*>(gpu), static_cast<const float*>(device), step,
-                                 width, height, nullptr),
-                        kConvertSystemSignature);
-    const bool freed = VELA_CUDA_CHECK(cudaFree(device), kConvertSystemSignature);
-    return launched && freed;
+// Queues the GPU change of axes: F32_C4 points through the 4x4 `matrix`, F32_C3 through the 3x3. The
+// matrix travels in the launch's parameters: no device buffer, no copy, no implicit synchronisation.
+cudaError_t launchTransform(bool withColour, const float* matrix, unsigned char* gpu, size_t step,
+                            size_t width, size_t height) {
+    if (withColour)
+        return cu_applyMat4f(reinterpret_cast<Vector4<float>*>(gpu), matrix, step, width, height, nullptr);
+    return cu_applyMat3f(reinterpret_cast<Vector3<float>*>(gpu), matrix, step, width, height, nullptr);
 }
 
 }  // namespace
@@ -145,9 +136,9 @@ ERROR_CODE convertCoordinateSystem(Mat& mat, COORDINATE_SYSTEM coord_system_src,
                 transformPoints<3>(row, width, conversion3.elements);
         },
         [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
-            return withColour
-                       ? transformOnGpu<4>(cu_applyMat4f, conversion4.elements, gpu, step, width, height)
-                       : transformOnGpu<3>(cu_applyMat3f, conversion3.elements, gpu, step, width, height);
+            const float* matrix = withColour ? conversion4.elements : conversion3.elements;
+            return VELA_CUDA_CHECK(launchTransform(withColour, matrix, gpu, step, width, height),
+                                   kConvertSystemSignature);
         });
 }
 

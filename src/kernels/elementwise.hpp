@@ -1,9 +1,11 @@
 #pragma once
 
-// Per-element work shared by the CUDA kernels and the simulated device's host loops: written once,
-// compiled for host and device under nvcc and as plain inline functions under the host compiler.
+// Per-element arithmetic shared by the CUDA kernels, the simulated device and, where the host does the
+// same work, the host loops: written once, compiled for host and device under nvcc and as plain inline
+// functions under the host compiler, so every target gives the same bits.
 
 #include <cstddef>
+#include <cstdint>
 
 #if defined(__CUDACC__)
 #define VELA_HOST_DEVICE __host__ __device__
@@ -18,13 +20,7 @@ namespace elementwise {
 /// because a GPU pitch need not be a multiple of the element size (12-byte elements on a 512-byte pitch).
 template <typename T>
 VELA_HOST_DEVICE inline T* atPitch(T* data, size_t stepBytes, size_t x, size_t y) {
-    return reinterpret_cast<T*>(reinterpret_cast<unsigned char*>(data) + y * stepBytes) + x;
-}
-
-/// One element of a fill.
-template <typename T>
-VELA_HOST_DEVICE inline void fill(T* data, size_t stepBytes, size_t x, size_t y, const T& value) {
-    *atPitch(data, stepBytes, x, y) = value;
+    return reinterpret_cast<T*>(reinterpret_cast<uintptr_t>(data) + y * stepBytes) + x;
 }
 
 /// Unsigned to signed byte, shifted by -128: 0 maps to -128 and 255 to 127, so order is preserved.
@@ -32,13 +28,23 @@ VELA_HOST_DEVICE inline signed char toSigned(unsigned char value) {
     return static_cast<signed char>(static_cast<int>(value) - 128);
 }
 
-/// One element of cu_cvt2Signed: the four channels of (x, y), each through toSigned.
-VELA_HOST_DEVICE inline void cvt2Signed(const unsigned char* src, size_t srcStepBytes, signed char* dst,
-                                        size_t dstStepBytes, size_t x, size_t y) {
-    const unsigned char* from = src + y * srcStepBytes + 4 * x;
-    signed char* to = dst + y * dstStepBytes + 4 * x;
-    for (int channel = 0; channel < 4; ++channel)
-        to[channel] = toSigned(from[channel]);
+/// toSigned of the four bytes of one 32-bit word at once: subtracting 128 modulo 256 flips each byte's top
+/// bit, so one exclusive or converts a whole pixel.
+VELA_HOST_DEVICE inline uint32_t toSignedWord(uint32_t fourBytes) {
+    return fourBytes ^ 0x80808080u;
+}
+
+/// One coordinate scaled, in single precision.
+VELA_HOST_DEVICE inline float scaled(float value, float factor) {
+    return value * factor;
+}
+
+/// The first `Count` floats of `point` scaled; a further float is not touched, so a packed colour keeps
+/// its bits.
+template <int Count>
+VELA_HOST_DEVICE inline void scalePoint(float* point, float factor) {
+    for (int i = 0; i < Count; ++i)
+        point[i] = scaled(point[i], factor);
 }
 
 /// (x, y, z), the first three floats of `point`, replaced by the 3x3 block of the row-major matrix `m`
@@ -52,21 +58,6 @@ VELA_HOST_DEVICE inline void transformPoint(const float* m, float* point) {
     point[0] = m[0] * x + m[1] * y + m[2] * z;
     point[1] = m[Stride] * x + m[Stride + 1] * y + m[Stride + 2] * z;
     point[2] = m[2 * Stride] * x + m[2 * Stride + 1] * y + m[2 * Stride + 2] * z;
-}
-
-/// One element of cu_applyFactor and cu_applyFactor4f: the first `Count` floats of element (x, y) times
-/// `factor`, in single precision. A further float is not touched, so a packed colour keeps its bits.
-template <int Count, typename T>
-VELA_HOST_DEVICE inline void applyFactor(T* data, size_t stepBytes, size_t x, size_t y, float factor) {
-    float* point = reinterpret_cast<float*>(atPitch(data, stepBytes, x, y));
-    for (int i = 0; i < Count; ++i)
-        point[i] = point[i] * factor;
-}
-
-/// One element of cu_applyMat3f and cu_applyMat4f: element (x, y) through transformPoint.
-template <int Stride, typename T>
-VELA_HOST_DEVICE inline void applyMat(T* data, size_t stepBytes, size_t x, size_t y, const float* m) {
-    transformPoint<Stride>(m, reinterpret_cast<float*>(atPitch(data, stepBytes, x, y)));
 }
 
 }  // namespace elementwise

@@ -1,9 +1,9 @@
 #pragma once
 
-// Host-callable launchers of the GPU kernels. Each queues its work on `stream` and returns without
-// waiting; the result is the launch status (a failure of the work itself surfaces at the next
-// synchronisation). Grid sizes are counted in elements and row steps in bytes: a GPU pitch need not be a
-// multiple of the element size (three-channel rows on a 512-byte pitch are not).
+// Host-callable launchers of the GPU kernels (launchers.cpp, through launch::run2d). Each queues its work
+// on `stream` and returns without waiting; the result is this launch's own status (a failure of the work
+// itself surfaces at the next synchronisation). Grid sizes are counted in elements and row steps in bytes: a
+// GPU pitch need not be a multiple of the element size (three-channel rows on a 512-byte pitch are not).
 
 #include <cuda_runtime_api.h>
 
@@ -33,12 +33,13 @@ cudaError_t cu_applyFactor(T* gpu, float factor, size_t stepBytes, size_t width,
 cudaError_t cu_applyFactor4f(Vector4<float>* gpu, float factor, size_t stepBytes, size_t width, size_t height,
                              cudaStream_t stream);
 
-/// Replaces every point by `matrix` · point; `matrix` is a row-major 3x3 in GPU memory.
+/// Replaces every point by `matrix` · point; `matrix` is a row-major 3x3 in host memory, copied into the
+/// launch's parameters.
 cudaError_t cu_applyMat3f(Vector3<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
                           size_t height, cudaStream_t stream);
 
-/// Replaces x, y and z of every point by the upper-left 3x3 block of `matrix` (a row-major 4x4 in GPU
-/// memory) times them; the fourth float keeps its bits.
+/// Replaces x, y and z of every point by the upper-left 3x3 block of `matrix` (a row-major 4x4 in host
+/// memory, copied into the launch's parameters) times them; the fourth float keeps its bits.
 cudaError_t cu_applyMat4f(Vector4<float>* gpu, const float* matrix, size_t stepBytes, size_t width,
                           size_t height, cudaStream_t stream);
 

@@ -218,12 +218,14 @@ void Mat::alloc(size_t width_, size_t height_, MAT_TYPE type, MEM mem) {
         void* device = nullptr;
         if (fromRuntime) {
             VELA_CUDA_CHECK(cudaHostAlloc(&host, bytes, cudaHostAllocMapped), kAllocSignature);
-            // With unified addressing the device address is the host address: keeping the host address
-            // when the look-up fails still releases the block.
-            if (!VELA_CUDA_CHECK(cudaHostGetDevicePointer(&device, host, 0), kAllocSignature)) device = host;
+            // The device address may differ from the host address (canUseHostPointerForRegisteredMem 0):
+            // without it the GPU side stays empty, and the block is still released through its host address.
+            if (!VELA_CUDA_CHECK(cudaHostGetDevicePointer(&device, host, 0), kAllocSignature))
+                device = nullptr;
         }
-        make_cuda_mapped_shared(static_cast<unsigned char*>(device), gpuBuffer, true);
-        cpuBuffer = gpuBuffer;  // host code uses the device address too
+        make_cuda_mapped_shared(static_cast<unsigned char*>(host), cpuBuffer, true);
+        // The GPU handle shares the host handle's ownership and holds the device address of the same bytes.
+        gpuBuffer = std::shared_ptr<unsigned char>(cpuBuffer, static_cast<unsigned char*>(device));
         stepCPU = stepGPU = rowBytes;
     } else {
         stepCPU = rowBytes;  // host rows are packed

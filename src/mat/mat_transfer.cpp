@@ -53,14 +53,37 @@ bool hasSide(const Mat& mat, bool host) {
     return host ? detail::hasHostSide(mat.memType) : detail::hasGpuSide(mat.memType);
 }
 
-// A 2-D pitched copy: queued on `stream` without waiting, or synchronous on the null stream. An empty grid
-// has nothing to copy and no buffers the runtime would accept.
-cudaError_t copy2D(void* dst, size_t dstPitch, const void* src, size_t srcPitch, size_t rowBytes, size_t rows,
-                   cudaMemcpyKind kind, cudaStream_t stream) {
-    if (rowBytes == 0 || rows == 0) return cudaSuccess;
+// One copy of `bytes` bytes, or of `rows` rows `dstPitch`/`srcPitch` apart: queued on `stream` without
+// waiting, or synchronous on the null stream.
+cudaError_t copyOnce(void* dst, size_t dstPitch, const void* src, size_t srcPitch, size_t rowBytes,
+                     size_t rows, cudaMemcpyKind kind, cudaStream_t stream) {
     if (stream != nullptr)
         return cudaMemcpy2DAsync(dst, dstPitch, src, srcPitch, rowBytes, rows, kind, stream);
     return cudaMemcpy2D(dst, dstPitch, src, srcPitch, rowBytes, rows, kind);
+}
+
+// A 2-D pitched copy. The runtime refuses pitches above the device's maximum (cudaDevAttrMaxPitch, about
+// 2 GiB: a packed row of 134 M F32_C4 points is longer); such grids are copied a row at a time, each row
+// one 1-D copy, which has no pitch. An empty grid has nothing to copy and no buffers the runtime would
+// accept. A failed query is returned like a failed copy, for the caller to report.
+cudaError_t copy2D(void* dst, size_t dstPitch, const void* src, size_t srcPitch, size_t rowBytes, size_t rows,
+                   cudaMemcpyKind kind, cudaStream_t stream) {
+    if (rowBytes == 0 || rows == 0) return cudaSuccess;
+    int device = 0;
+    int maxPitch = 0;
+    cudaError_t status = cudaGetDevice(&device);
+    if (status == cudaSuccess) status = cudaDeviceGetAttribute(&maxPitch, cudaDevAttrMaxPitch, device);
+    if (status != cudaSuccess) return status;
+    const auto limit = static_cast<size_t>(maxPitch);
+    if (dstPitch <= limit && srcPitch <= limit)
+        return copyOnce(dst, dstPitch, src, srcPitch, rowBytes, rows, kind, stream);
+    for (size_t row = 0; row < rows && status == cudaSuccess; ++row) {
+        void* to = static_cast<unsigned char*>(dst) + row * dstPitch;
+        const void* from = static_cast<const unsigned char*>(src) + row * srcPitch;
+        status = stream != nullptr ? cudaMemcpyAsync(to, from, rowBytes, kind, stream)
+                                   : cudaMemcpy(to, from, rowBytes, kind);
+    }
+    return status;
 }
 
 // Makes `dst` fit to receive `src` for `type`, keeping it when its size, type and side already fit.
@@ -106,6 +129,8 @@ ERROR_CODE copyMat(const Mat& src, Mat& dst, COPY_TYPE type, cudaStream_t stream
     }
     const size_t fromPitch = src.getStepBytes(route.readsHost ? MEM::CPU : MEM::GPU);
     const size_t toPitch = dst.getStepBytes(route.writesHost ? MEM::CPU : MEM::GPU);
+    // A destination that shares the source's buffer already holds it; the runtime refuses overlapping copies.
+    if (to == from && toPitch == fromPitch) return ERROR_CODE::SUCCESS;
     return statusOf(VELA_CUDA_CHECK(
         copy2D(to, toPitch, from, fromPitch, rowBytes, src.height, route.kind, stream), signature));
 }

@@ -368,25 +368,26 @@ std::string injectedReport(const std::string& signature) {
     return "in " + signature + " : Err [719]: unspecified launch failure.\n";
 }
 
-// Each failing runtime call is reported under the conversion's signature and fails it; the temporary
-// matrix is freed whichever call failed (GpuTest counts the allocations).
+// A refused launch is reported under the conversion's signature and fails it; the matrix travels in the
+// launch's parameters, so the launch is the one runtime call a conversion makes.
 TEST_F(PointCloudConversion, runtime_failures_are_reported_and_fail_the_conversion) {
     const std::vector<float> values = cloudValues(MAT_TYPE::F32_C4);
     Mat cloud = cloudOn(MAT_TYPE::F32_C4, MEM::GPU, values);
     Mat points = cloudOn(MAT_TYPE::F32_C3, MEM::GPU, cloudValues(MAT_TYPE::F32_C3));
-    if (!injectFailure("cudaMalloc", cudaErrorLaunchFailure)) GTEST_SKIP() << "failures cannot be injected";
+    if (!injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure))
+        GTEST_SKIP() << "failures cannot be injected";
     testing::internal::CaptureStdout();
     const COORDINATE_SYSTEM from = COORDINATE_SYSTEM::IMAGE, to = COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP;
     EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM::GPU), ERROR_CODE::FAILURE);
-    injectFailure("cudaMemcpy", cudaErrorLaunchFailure);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM_BOTH), ERROR_CODE::FAILURE);
-    injectFailure("cu_applyMat4f", cudaErrorLaunchFailure);
-    EXPECT_EQ(convertCoordinateSystem(cloud, from, to, MEM::GPU), ERROR_CODE::FAILURE);
-    injectFailure("cu_applyMat3f", cudaErrorLaunchFailure);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(convertCoordinateSystem(points, from, to, MEM::GPU), ERROR_CODE::FAILURE);
-    injectFailure("cu_applyFactor4f", cudaErrorLaunchFailure);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
+    EXPECT_EQ(convertCoordinateSystem(points, from, to, MEM_BOTH), ERROR_CODE::FAILURE);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::FOOT, MEM::GPU), ERROR_CODE::FAILURE);
-    injectFailure("cu_applyFactor", cudaErrorLaunchFailure);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(convertUnit(points, UNIT::METER, UNIT::FOOT, MEM_BOTH), ERROR_CODE::FAILURE);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               injectedReport(kSystemSignature) + injectedReport(kSystemSignature) +

@@ -175,7 +175,7 @@ TEST_F(MatAccess, failed_gpu_calls_are_reported_under_the_member_and_succeed) {
     injectFailure("cudaMemcpy", cudaErrorLaunchFailure);
     unsigned short value = 0;
     EXPECT_EQ(shorts.getValue(1, 1, &value, MEM::GPU), ERROR_CODE::SUCCESS);
-    injectFailure("cu_matSetToGPU", cudaErrorLaunchFailure);
+    injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(points.setTo(Vector3<float>(1, 2, 3), MEM::GPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               injectedReport("vela::ERROR_CODE vela::Mat::setValue(size_t, size_t, const T&, vela::MEM) "

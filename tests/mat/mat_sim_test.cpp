@@ -21,6 +21,8 @@ TEST(MatOnSimulatedDevice, each_memory_kind_lands_in_the_matching_allocation) {
         EXPECT_EQ(gpu.stepGPU, sim::kPitchAlignment);
         const Mat mapped(5, 3, MAT_TYPE::F32_C3, MEM_BOTH);
         EXPECT_EQ(sim::kindOf(mapped.gpuBuffer.get()), sim::Kind::MappedPinned);
+        EXPECT_EQ(sim::kindOf(mapped.cpuBuffer.get()), sim::Kind::MappedPinned);
+        EXPECT_NE(mapped.cpuBuffer.get(), mapped.gpuBuffer.get()) << "the host and the device address apart";
         EXPECT_TRUE(shareOneControlBlock(mapped.cpuBuffer, mapped.gpuBuffer));
         EXPECT_EQ(mapped.gpuBuffer.use_count(), 2);
         const Mat managed(5, 3, MAT_TYPE::F32_C3, MEM_MANAGED);

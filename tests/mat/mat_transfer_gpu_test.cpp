@@ -349,7 +349,7 @@ TEST_F(MatTransfer, failed_waits_and_attachments_are_reported_under_the_caller) 
 TEST_F(MatTransfer, failed_conversion_launch_is_reported_and_the_call_succeeds) {
     Mat source(2, 2, MAT_TYPE::U8_C4, MEM::GPU);
     Mat converted(2, 2, MAT_TYPE::S8_C4, MEM::GPU);
-    if (!injectFailure("cu_cvt2Signed", kInjected)) GTEST_SKIP() << "failures cannot be injected";
+    if (!injectFailure("cudaLaunchKernel", kInjected)) GTEST_SKIP() << "failures cannot be injected";
     EXPECT_EQ(outcomeOf([&] { return convertImage(source, converted); }),
               Outcome(ERROR_CODE::SUCCESS, injectedReport(kConvert)));
 }

@@ -5,12 +5,16 @@
 // Device allocations live in host memory behind an address the host cannot touch: the pointer handed to
 // the caller is mapped without access rights, and only the simulated copies and kernels reach the
 // memory, through a second mapping. Host code that dereferences a device pointer crashes here as it
-// would on a real GPU. Managed and mapped pinned allocations are ordinary host memory, as on hardware
-// with unified addressing.
+// would on a real GPU. Mapped pinned memory has a host address and a distinct device alias (the host
+// cannot touch the alias, the device only takes the alias). Managed memory is ordinary host memory.
+//
+// Work queued on a stream (kernels, asynchronous copies) runs only when something orders it, and a fault
+// of that work is sticky: see sim_runtime.cpp.
 
 #include <cuda_runtime_api.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace vela {
@@ -32,13 +36,25 @@ constexpr size_t kPitchAlignment = 512;
 Kind kindOf(const void* ptr);
 /// Number of allocations not yet freed.
 size_t liveAllocations();
-/// Makes the next call of the runtime function `function` (e.g. "cudaMalloc") fail with `error`;
-/// the failure fires once. A kernel launcher's name works the same way.
+/// Makes the next call of the runtime function `function` (e.g. "cudaMalloc", or "cudaLaunchKernel" for
+/// the next kernel launch) fail with `error`, as that call's own result; the failure fires once and is not
+/// sticky.
 void failNextCall(const std::string& function, cudaError_t error);
 /// Leaves `error` pending, as a failed asynchronous operation would; cudaGetLastError returns and clears it.
 void setPendingError(cudaError_t error);
-/// Clears injected failures, the pending error and the allocation log; allocations stay.
+/// Clears injected failures, the pending error and the maximum pitch set by a test; allocations, queued
+/// work and a sticky error stay (cudaDeviceReset clears those).
 void reset();
+/// Sets what cudaDevAttrMaxPitch reports and 2-D copies accept (2^31 - 1 bytes until reset).
+void setMaxPitch(size_t bytes);
+/// The maximum pitch of 2-D copies.
+size_t maxPitch();
+/// Makes the next kernel that runs fault with `error` (e.g. cudaErrorLaunchFailure): a sticky error.
+void faultNextKernel(cudaError_t error);
+/// The sticky error of a fault of the device's own work; cudaSuccess when none.
+cudaError_t stickyError();
+/// Items of queued work that have not run yet.
+size_t pendingWork();
 
 /// Host-accessible view of `bytes` bytes of GPU-visible memory starting at `devicePtr`, for the simulated
 /// kernels; null when the range is not inside one device, managed or mapped allocation.
@@ -48,8 +64,27 @@ void* deviceView(const void* devicePtr, size_t bytes);
 cudaError_t takeInjectedFailure(const char* function);
 /// Records `error` as the runtime's last error and returns it (cudaSuccess leaves the state alone).
 cudaError_t recordError(cudaError_t error);
-/// True for the null stream and for streams created and not yet destroyed.
+/// True for the null stream, cudaStreamLegacy, cudaStreamPerThread and streams created and not yet
+/// destroyed.
 bool isValidStream(cudaStream_t stream);
+
+// The device side of kernel launches (sim_kernels.cpp).
+
+/// The launch's own checks, as cudaLaunchKernel makes them: a sticky or injected error, the grid and block
+/// limits, the stream.
+cudaError_t checkLaunch(dim3 grid, dim3 block, cudaStream_t stream);
+/// Queues `work` on `stream`; it runs when the stream is ordered to complete.
+void enqueueWork(cudaStream_t stream, std::function<void()> work);
+/// The injected kernel fault for the kernel starting now, if any (cudaSuccess otherwise).
+cudaError_t kernelStarts();
+/// Raises a fault of the device's own work: sticky until cudaDeviceReset.
+void fault(cudaError_t error);
+/// The simulator's view of a kernel's buffer, or null after raising the fault a GPU would: misaligned
+/// (716) when `data` or `step` is not a multiple of `alignment`, illegal address (700) when the rows leave
+/// GPU-visible memory.
+unsigned char* mapGrid(const void* data, size_t step, size_t rowBytes, size_t rows, size_t alignment);
+/// cudaDeviceReset: drops queued work, frees every allocation and clears a sticky error.
+void deviceReset();
 
 }  // namespace sim
 }  // namespace vela

@@ -6,7 +6,9 @@
 #include <cstring>
 #include <vector>
 
+#include "kernels/grid_ops.hpp"
 #include "kernels/kernels.hpp"
+#include "kernels/launch.hpp"
 #include "sim_device.hpp"
 
 namespace {
@@ -18,6 +20,8 @@ class SimDevice : public ::testing::Test {
     void SetUp() override { before = vela::sim::liveAllocations(); }
     void TearDown() override {
         vela::sim::reset();
+        EXPECT_EQ(vela::sim::stickyError(), cudaSuccess) << "a test that faults resets the device itself";
+        if (vela::sim::stickyError() != cudaSuccess) cudaDeviceReset();
         EXPECT_EQ(vela::sim::liveAllocations(), before);
     }
     size_t before = 0;
@@ -50,7 +54,9 @@ TEST_F(SimDevice, allocations_are_counted_by_kind_until_freed) {
 
     void* deviceView = nullptr;
     EXPECT_EQ(cudaHostGetDevicePointer(&deviceView, mapped, 0), cudaSuccess);
-    EXPECT_EQ(deviceView, mapped);  // unified addressing
+    EXPECT_NE(deviceView, mapped) << "the device address of mapped memory may differ from its host address";
+    EXPECT_EQ(vela::sim::kindOf(deviceView), Kind::MappedPinned);
+    EXPECT_EQ(cudaFreeHost(deviceView), cudaErrorInvalidValue) << "only the address the allocator returned";
 
     // Each kind goes back through its own release call only.
     EXPECT_EQ(cudaFreeHost(device), cudaErrorInvalidValue);
@@ -136,7 +142,7 @@ TEST_F(SimDevice, managed_memory_attaches_whole_and_only_when_managed) {
     cudaGetLastError();
 }
 
-TEST_F(SimDevice, kernels_run_on_device_memory_and_refuse_host_memory) {
+TEST_F(SimDevice, kernels_run_on_device_memory_and_fault_on_host_memory) {
     void* device = nullptr;
     size_t pitch = 0;
     ASSERT_EQ(cudaMallocPitch(&device, &pitch, 3 * sizeof(unsigned short), 2), cudaSuccess);
@@ -150,14 +156,152 @@ TEST_F(SimDevice, kernels_run_on_device_memory_and_refuse_host_memory) {
         for (unsigned short value : row)
             EXPECT_EQ(value, 0xBEEF);
 
-    std::vector<unsigned short> host(6);
-    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, host.data(), 3, 2, 6, nullptr),
-              cudaErrorIllegalAddress);
-    // A step shorter than the grid's rows, or a grid past the allocation, is an illegal address too.
-    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 2, 5, nullptr), cudaErrorIllegalAddress);
-    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 3, step, nullptr), cudaErrorIllegalAddress);
-    vela::sim::failNextCall("cu_matSetToGPU", cudaErrorLaunchFailure);
+    // A refused launch is that launch's own result and leaves the device usable.
+    vela::sim::failNextCall("cudaLaunchKernel", cudaErrorLaunchFailure);
     EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, grid, 3, 2, step, nullptr), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaGetLastError(), cudaErrorLaunchFailure);
+
+    // A kernel on host memory launches, then faults when it runs: the fault is sticky, every later call
+    // returns it, and only a reset recovers.
+    std::vector<unsigned short> host(6);
+    EXPECT_EQ(vela::cu_matSetToGPU<unsigned short>(1, host.data(), 3, 2, 6, nullptr), cudaSuccess);
+    EXPECT_EQ(cudaDeviceSynchronize(), cudaErrorIllegalAddress);
+    void* more = nullptr;
+    EXPECT_EQ(cudaMalloc(&more, 16), cudaErrorIllegalAddress);
+    EXPECT_EQ(cudaGetLastError(), cudaErrorIllegalAddress);
+    EXPECT_EQ(cudaGetLastError(), cudaErrorIllegalAddress) << "reading a sticky error does not clear it";
+    EXPECT_EQ(cudaFree(device), cudaErrorIllegalAddress);
+    EXPECT_EQ(cudaDeviceReset(), cudaSuccess);
+    EXPECT_EQ(vela::sim::liveAllocations(), before) << "the reset released every allocation";
+
+    // A grid past its allocation faults the same way; so does a 16-byte access that is not aligned.
+    ASSERT_EQ(cudaMallocPitch(&device, &pitch, 64, 2), cudaSuccess);
+    EXPECT_EQ(
+        vela::cu_matSetToGPU<unsigned short>(1, static_cast<unsigned short*>(device), 3, 3, pitch, nullptr),
+        cudaSuccess);
+    EXPECT_EQ(cudaStreamSynchronize(nullptr), cudaErrorIllegalAddress);
+    EXPECT_EQ(cudaDeviceReset(), cudaSuccess);
+    ASSERT_EQ(cudaMallocPitch(&device, &pitch, 64, 2), cudaSuccess);
+    vela::launch::Pitched misaligned;
+    misaligned.data = static_cast<unsigned char*>(device) + 4;
+    misaligned.step = pitch;
+    misaligned.rowBytes = 16;
+    misaligned.rows = 1;
+    misaligned.alignment = 16;
+    vela::ops::Fill<uint4> fill{misaligned, uint4{}};
+    EXPECT_EQ(vela::launch::run2d(fill, 1, 1, nullptr), cudaSuccess);
+    EXPECT_EQ(cudaDeviceSynchronize(), cudaErrorMisalignedAddress);
+    EXPECT_EQ(cudaDeviceReset(), cudaSuccess);
+
+    // A fault of the kernel itself.
+    ASSERT_EQ(cudaMalloc(&device, 16), cudaSuccess);
+    vela::sim::faultNextKernel(cudaErrorLaunchFailure);
+    EXPECT_EQ(
+        vela::cu_matSetToGPU<unsigned short>(1, static_cast<unsigned short*>(device), 8, 1, 16, nullptr),
+        cudaSuccess);
+    EXPECT_EQ(cudaFree(device), cudaErrorLaunchFailure);
+    EXPECT_EQ(cudaDeviceReset(), cudaSuccess);
+}
+
+// A launch outside the runtime's limits is refused by the launch itself: grid y and z up to 65535, x up to
+// 2^31 - 1, at most 1024 threads per block.
+TEST_F(SimDevice, launch_configuration_limits_are_the_runtime_s) {
+    void* device = nullptr;
+    ASSERT_EQ(cudaMalloc(&device, 4), cudaSuccess);
+    vela::ops::Fill<unsigned int> fill{};
+    fill.grid.data = static_cast<unsigned char*>(device);
+    fill.grid.step = fill.grid.rowBytes = 4;
+    fill.grid.rows = 1;
+    const auto launch = [&](dim3 grid, dim3 block) {
+        return vela::launch::enqueue(fill, 1, 1, vela::launch::Shape{grid, block}, nullptr);
+    };
+    EXPECT_EQ(launch(dim3(1, 65536), dim3(32, 8)), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(cudaGetLastError(), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(launch(dim3(1, 1, 65536), dim3(32, 8)), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(launch(dim3(2147483648u), dim3(32, 8)), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(launch(dim3(1), dim3(32, 33)), cudaErrorInvalidConfiguration) << "1056 threads";
+    EXPECT_EQ(launch(dim3(1), dim3(1, 1, 65)), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(launch(dim3(0), dim3(32)), cudaErrorInvalidConfiguration);
+    EXPECT_EQ(launch(dim3(2147483647u, 65535), dim3(1024)), cudaSuccess) << "the largest grid is legal";
+    cudaDeviceReset();  // drops that grid rather than running it
+    // The launch geometry of the library stays inside them for any size, and its kernels stride.
+    const vela::launch::Shape tall = vela::launch::shape2d(1, 600000);
+    EXPECT_EQ(tall.grid.y, 65535u);
+    EXPECT_EQ(tall.block.x * tall.block.y, 256u);
+    cudaGetLastError();
+}
+
+// Work on a stream runs when something orders it: the host sees the old bytes until then.
+TEST_F(SimDevice, stream_work_is_deferred_until_synchronised) {
+    void* device = nullptr;
+    ASSERT_EQ(cudaMalloc(&device, 16), cudaSuccess);
+    cudaStream_t stream = nullptr;
+    ASSERT_EQ(cudaStreamCreate(&stream), cudaSuccess);
+    unsigned char source[16];
+    std::memset(source, 7, sizeof(source));
+    unsigned char back[16] = {};
+    ASSERT_EQ(cudaMemcpyAsync(device, source, 16, cudaMemcpyHostToDevice, stream), cudaSuccess);
+    ASSERT_EQ(cudaMemcpyAsync(back, device, 16, cudaMemcpyDeviceToHost, stream), cudaSuccess);
+    EXPECT_EQ(back[0], 0) << "nothing has run yet";
+    EXPECT_EQ(vela::sim::pendingWork(), 2u);
+    ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+    EXPECT_EQ(back[15], 7);
+
+    // A second stream's work does not run when the first is synchronised; the null stream's work waits for
+    // both, and a synchronous copy waits for everything.
+    cudaStream_t other = nullptr;
+    ASSERT_EQ(cudaStreamCreate(&other), cudaSuccess);
+    std::memset(source, 9, sizeof(source));
+    ASSERT_EQ(cudaMemcpyAsync(device, source, 16, cudaMemcpyHostToDevice, other), cudaSuccess);
+    ASSERT_EQ(cudaStreamSynchronize(stream), cudaSuccess);
+    EXPECT_EQ(vela::sim::pendingWork(), 1u);
+    ASSERT_EQ(cudaMemcpy(back, device, 16, cudaMemcpyDeviceToHost), cudaSuccess);
+    EXPECT_EQ(back[0], 9);
+    EXPECT_EQ(vela::sim::pendingWork(), 0u);
+
+    // The documented default-stream handles are accepted.
+    for (cudaStream_t handle : {cudaStreamLegacy, cudaStreamPerThread}) {
+        ASSERT_EQ(cudaMemcpyAsync(back, device, 16, cudaMemcpyDeviceToHost, handle), cudaSuccess);
+        EXPECT_EQ(cudaStreamSynchronize(handle), cudaSuccess);
+    }
+    EXPECT_EQ(cudaStreamDestroy(other), cudaSuccess);
+    EXPECT_EQ(cudaStreamDestroy(stream), cudaSuccess);
+    EXPECT_EQ(cudaFree(device), cudaSuccess);
+}
+
+TEST_F(SimDevice, two_d_copies_keep_the_documented_rules) {
+    void* device = nullptr;
+    size_t pitch = 0;
+    ASSERT_EQ(cudaMallocPitch(&device, &pitch, 64, 4), cudaSuccess);
+    std::vector<unsigned char> host(4 * 64, 1);
+    // Pitches above the device's maximum are refused, a 1-D copy has none.
+    vela::sim::setMaxPitch(256);
+    EXPECT_EQ(cudaMemcpy2D(device, pitch, host.data(), 64, 64, 4, cudaMemcpyHostToDevice),
+              cudaErrorInvalidPitchValue);
+    int reported = 0;
+    EXPECT_EQ(cudaDeviceGetAttribute(&reported, cudaDevAttrMaxPitch, 0), cudaSuccess);
+    EXPECT_EQ(reported, 256);
+    EXPECT_EQ(cudaMemcpy(device, host.data(), 256, cudaMemcpyHostToDevice), cudaSuccess);
+    vela::sim::setMaxPitch(size_t{1} << 31);
+    // Overlapping areas are refused.
+    EXPECT_EQ(cudaMemcpy2D(device, pitch, device, pitch, 64, 2, cudaMemcpyDeviceToDevice),
+              cudaErrorInvalidValue);
+    EXPECT_EQ(cudaMemcpy(host.data() + 8, host.data(), 16, cudaMemcpyHostToHost), cudaErrorInvalidValue);
+    // Mapped memory: the host address is host memory, its alias device memory; cudaMemcpyDefault takes both.
+    void* mapped = nullptr;
+    void* alias = nullptr;
+    ASSERT_EQ(cudaHostAlloc(&mapped, 64, cudaHostAllocMapped), cudaSuccess);
+    ASSERT_EQ(cudaHostGetDevicePointer(&alias, mapped, 0), cudaSuccess);
+    EXPECT_EQ(cudaMemcpy(mapped, device, 64, cudaMemcpyDeviceToDevice), cudaErrorInvalidValue);
+    EXPECT_EQ(cudaMemcpy(host.data(), alias, 64, cudaMemcpyHostToHost), cudaErrorInvalidValue);
+    EXPECT_EQ(cudaMemcpy(alias, device, 64, cudaMemcpyDeviceToDevice), cudaSuccess);
+    EXPECT_EQ(static_cast<unsigned char*>(mapped)[63], 1) << "both addresses reach the same bytes";
+    EXPECT_EQ(cudaMemcpy(host.data(), alias, 64, cudaMemcpyDefault), cudaSuccess);
+    cudaPointerAttributes attributes{};
+    ASSERT_EQ(cudaPointerGetAttributes(&attributes, alias), cudaSuccess);
+    EXPECT_EQ(attributes.hostPointer, mapped);
+    EXPECT_EQ(attributes.devicePointer, alias);
+    EXPECT_EQ(cudaFreeHost(mapped), cudaSuccess);
     EXPECT_EQ(cudaFree(device), cudaSuccess);
     cudaGetLastError();
 }

@@ -21,8 +21,14 @@ bool gpuAvailable(std::string* reason);
 cudaError_t deviceStatus();
 /// Makes the next call of `function` fail with `error`; false where failures cannot be injected.
 bool injectFailure(const char* function, cudaError_t error);
-/// Device allocations currently alive; 0 where they cannot be counted.
+/// What the device holds: live allocations on the simulated device, bytes in use (cudaMemGetInfo) on a
+/// real one; equal before and after a test that frees everything.
 size_t liveAllocations();
+/// A fault of the device's own work, which every later call returns (cudaSuccess when none or where it
+/// cannot be told apart from an ordinary error).
+cudaError_t stickyError();
+/// Ends a test: drops failures it injected but never reached and, after a fault, resets the device.
+void endTest();
 
 /// Base of the GPU-path tests: skips when no GPU can run them and checks that a test frees all the device
 /// memory it allocated.
@@ -37,9 +43,13 @@ class GpuTest : public ::testing::Test {
         cudaGetLastError();  // no error left pending by an earlier test
     }
     void TearDown() override {
-        if (!IsSkipped()) {
+        if (IsSkipped()) return;
+        const cudaError_t fault = stickyError();
+        EXPECT_EQ(fault, cudaSuccess) << "the device faulted: " << cudaGetErrorString(fault);
+        if (fault == cudaSuccess) {
             EXPECT_EQ(liveAllocations(), allocationsBefore) << "device memory leaked";
         }
+        endTest();
     }
 
   private:

@@ -20,6 +20,13 @@ bool injectFailure(const char* function, cudaError_t error) {
 size_t liveAllocations() {
     return sim::liveAllocations();
 }
+cudaError_t stickyError() {
+    return sim::stickyError();
+}
+void endTest() {
+    sim::reset();
+    if (sim::stickyError() != cudaSuccess) cudaDeviceReset();
+}
 
 }  // namespace test
 }  // namespace vela

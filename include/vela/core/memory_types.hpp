@@ -14,7 +14,8 @@ enum class MEM : int32_t {
 inline constexpr MEM MEM_BOTH = static_cast<MEM>(3);
 /// One CUDA managed buffer seen by both sides.
 inline constexpr MEM MEM_MANAGED = static_cast<MEM>(4);
-/// One pinned, mapped host buffer seen by both sides through the same address.
+/// One pinned, mapped host buffer seen by both sides: the host through its host address, the GPU through
+/// its device address, which may differ.
 inline constexpr MEM MEM_UNIFIED = static_cast<MEM>(5);
 
 /// Element type and channel count of a Mat.

@@ -19,8 +19,8 @@ namespace vela {
 VELA_API void make_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
 /// Fills `handle` with `ptr`, GPU or managed memory: released with cudaFree when `owner`, never otherwise.
 VELA_API void make_cuda_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
-/// Fills `handle` with `ptr`, mapped pinned host memory: released with cudaFreeHost when `owner`, never
-/// otherwise.
+/// Fills `handle` with `ptr`, the host address of mapped pinned memory (the one cudaHostAlloc returned):
+/// released with cudaFreeHost when `owner`, never otherwise.
 VELA_API void make_cuda_mapped_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
 
 /// A width x height grid of elements of one MAT_TYPE, held in host memory, GPU memory or both.
