@@ -27,6 +27,9 @@ size_t liveAllocations();
 /// A fault of the device's own work, which every later call returns (cudaSuccess when none or where it
 /// cannot be told apart from an ordinary error).
 cudaError_t stickyError();
+/// Makes 2-D copies refuse pitches above `bytes`, as a device with that maximum pitch would, until endTest;
+/// false where the limit cannot be changed.
+bool limitPitch(size_t bytes);
 /// Ends a test: drops failures it injected but never reached and, after a fault, resets the device.
 void endTest();
 

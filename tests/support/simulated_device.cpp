@@ -23,6 +23,10 @@ size_t liveAllocations() {
 cudaError_t stickyError() {
     return sim::stickyError();
 }
+bool limitPitch(size_t bytes) {
+    sim::setMaxPitch(bytes);
+    return true;
+}
 void endTest() {
     sim::reset();
     if (sim::stickyError() != cudaSuccess) cudaDeviceReset();
