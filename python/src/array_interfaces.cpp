@@ -45,6 +45,8 @@ Side exportedSide(const Mat& mat) {
     if (!mat.isInit()) throw py::buffer_error("the Mat is empty: allocate it or read a file first");
     Side side = hasGpuSide(mat) ? Side{MEM::GPU, &mat.gpuBuffer, mat.stepGPU}
                                 : Side{MEM::CPU, &mat.cpuBuffer, mat.stepCPU};
+    // Pinned host memory is described by its host address; its device address may differ.
+    if (mat.memType == MEM_UNIFIED) side.buffer = &mat.cpuBuffer;
     if (!*side.buffer && mat.width != 0 && mat.height != 0)
         throw py::buffer_error(std::string("the Mat's ") + (side.mem == MEM::GPU ? "GPU" : "host") +
                                " buffer could not be allocated");

@@ -89,7 +89,11 @@ def test_memory_seen_by_both_sides_is_exported_as_such(sim, mem, device):
     mat = sim.Mat(8, 2, sim.MAT_TYPE.U8_C4, getattr(sim, mem))
     assert mat.__dlpack_device__() == (device, 0)
     interface = mat.__cuda_array_interface__
-    assert interface["data"][0] == mat.getPtr(sim.MEM.CPU) == mat.numpy().ctypes.data
+    # The GPU sees the device address, the host its host address: one address for managed memory, two
+    # (here) for mapped memory.
+    assert interface["data"][0] == mat.getPtr(sim.MEM.GPU)
+    assert mat.getPtr(sim.MEM.CPU) == mat.numpy().ctypes.data
+    assert (mat.getPtr(sim.MEM.GPU) == mat.getPtr(sim.MEM.CPU)) == (mem == "MEM_MANAGED")
     assert interface["strides"] == (32, 4, 1)
 
 

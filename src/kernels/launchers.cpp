@@ -103,7 +103,8 @@ template <typename T>
 cudaError_t cu_applyFactor(T* gpu, float factor, size_t stepBytes, size_t width, size_t height,
                            cudaStream_t stream) {
     // Every float is scaled: a row is flat floats, whatever the element.
-    constexpr size_t kFloats = sizeof(T) / sizeof(float);
+    constexpr size_t kFloats = std::is_same<T, float>::value ? 1 : 3;
+    static_assert(sizeof(T) == kFloats * sizeof(float), "float or Vector3<float> elements");
     ops::ScaleFlat op;
     op.grid = pitched(gpu, stepBytes, width * sizeof(T), height, alignof(float));
     op.factor = factor;
