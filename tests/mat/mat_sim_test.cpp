@@ -40,6 +40,21 @@ TEST(MatOnSimulatedDevice, each_memory_kind_lands_in_the_matching_allocation) {
     EXPECT_EQ(sim::liveAllocations(), before);
 }
 
+// On a device without concurrent managed access, the host may read a managed Mat only after waiting for
+// the GPU; updateCPUfromGPU is that wait.
+TEST(MatOnSimulatedDevice, a_managed_mat_is_read_on_the_host_after_update) {
+    sim::setConcurrentManagedAccess(false);
+    {
+        Mat managed(8, 2, MAT_TYPE::F32_C1, MEM_MANAGED);
+        ASSERT_EQ(managed.setTo(2.5f, MEM::GPU), ERROR_CODE::SUCCESS);
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+        EXPECT_DEATH(managed.getPtr<float>(MEM::CPU)[0] = 1.0f, "");
+        ASSERT_EQ(managed.updateCPUfromGPU(), ERROR_CODE::SUCCESS);
+        EXPECT_EQ(managed.getPtr<float>(MEM::CPU)[15], 2.5f);
+    }
+    sim::reset();
+}
+
 TEST(MatOnSimulatedDevice, a_moved_from_mat_keeps_the_buffer_alive_until_it_is_reallocated) {
     const size_t before = sim::liveAllocations();
     Mat source(4, 2, MAT_TYPE::U8_C1, MEM::GPU);

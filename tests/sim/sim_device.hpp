@@ -49,6 +49,11 @@ void reset();
 void setMaxPitch(size_t bytes);
 /// The maximum pitch of 2-D copies.
 size_t maxPitch();
+/// As a device without concurrent managed access (cudaDevAttrConcurrentManagedAccess 0, embedded boards):
+/// while any kernel is queued and not yet synchronised, host access to any managed memory faults (the
+/// Programming Guide: "the GPU has exclusive access to all managed data while any kernel operation is
+/// executing"). Attaching memory to the host is not modelled. Until reset.
+void setConcurrentManagedAccess(bool concurrent);
 /// Makes the next kernel that runs fault with `error` (e.g. cudaErrorLaunchFailure): a sticky error.
 void faultNextKernel(cudaError_t error);
 /// The sticky error of a fault of the device's own work; cudaSuccess when none.
@@ -73,6 +78,8 @@ bool isValidStream(cudaStream_t stream);
 /// The launch's own checks, as cudaLaunchKernel makes them: a sticky or injected error, the grid and block
 /// limits, the stream.
 cudaError_t checkLaunch(dim3 grid, dim3 block, cudaStream_t stream);
+/// Records that a kernel was queued: managed memory closes to the host where access is not concurrent.
+void kernelQueued();
 /// Queues `work` on `stream`; it runs when the stream is ordered to complete.
 void enqueueWork(cudaStream_t stream, std::function<void()> work);
 /// The injected kernel fault for the kernel starting now, if any (cudaSuccess otherwise).

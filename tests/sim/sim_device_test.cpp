@@ -269,6 +269,21 @@ TEST_F(SimDevice, stream_work_is_deferred_until_synchronised) {
     EXPECT_EQ(cudaFree(device), cudaSuccess);
 }
 
+// A device without concurrent managed access gives kernels all managed memory until the host synchronises.
+TEST_F(SimDevice, without_concurrent_managed_access_the_host_waits_for_kernels) {
+    vela::sim::setConcurrentManagedAccess(false);
+    void* managed = nullptr;
+    ASSERT_EQ(cudaMallocManaged(&managed, 64, cudaMemAttachGlobal), cudaSuccess);
+    auto* floats = static_cast<float*>(managed);
+    floats[0] = 1.0f;  // no kernel pending: the host may touch it
+    ASSERT_EQ(vela::cu_matSetToGPU<float>(7.0f, floats, 16, 1, 64, nullptr), cudaSuccess);
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(floats[0] = 2.0f, "");
+    ASSERT_EQ(cudaDeviceSynchronize(), cudaSuccess);
+    EXPECT_EQ(floats[15], 7.0f);
+    EXPECT_EQ(cudaFree(managed), cudaSuccess);
+}
+
 TEST_F(SimDevice, two_d_copies_keep_the_documented_rules) {
     void* device = nullptr;
     size_t pitch = 0;

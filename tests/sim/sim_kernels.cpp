@@ -38,6 +38,7 @@ cudaError_t enqueue(const Op& op, size_t width, size_t height, const Shape& shap
                     for (unsigned tx = 0; tx < block.x; ++tx)
                         threadWork(op, width, height, grid, block, dim3(bx, by), dim3(tx, ty));
     });
+    sim::kernelQueued();
     return cudaSuccess;
 }
 

@@ -54,6 +54,8 @@ struct State {
     std::deque<Pending> pending;
     cudaError_t kernelFault = cudaSuccess;  // injected into the next kernel that runs
     size_t maxPitch = kDefaultMaxPitch;
+    bool concurrentManaged = true;  // cudaDevAttrConcurrentManagedAccess
+    bool managedLocked = false;     // managed memory closed to the host while kernels are pending
 };
 
 State& state() {
@@ -141,13 +143,13 @@ void track(const Allocation& allocation) {
 
 // One memory file mapped twice: read-write at `*view` and without access at `*closed`, so that a host
 // dereference of the closed address faults as it would with a real GPU.
-bool mapTwice(size_t mapped, void** view, void** closed) {
+bool mapTwice(size_t mapped, void** view, void** closed, int closedAccess = PROT_NONE) {
     const int fd = memfd_create("vela-sim-device", MFD_CLOEXEC);
     if (fd < 0) return false;
     *view = *closed = MAP_FAILED;
     if (ftruncate(fd, static_cast<off_t>(mapped)) == 0) {
         *view = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-        *closed = mmap(nullptr, mapped, PROT_NONE, MAP_SHARED, fd, 0);
+        *closed = mmap(nullptr, mapped, closedAccess, MAP_SHARED, fd, 0);
     }
     close(fd);
     if (*view != MAP_FAILED && *closed != MAP_FAILED) {
@@ -194,6 +196,32 @@ cudaError_t allocateMapped(void** pHost, size_t size) {
     return cudaSuccess;
 }
 
+// Managed memory: the caller's mapping is open to the host, except while kernels are pending on a device
+// without concurrent managed access (see setConcurrentManagedAccess); the simulator uses its own view.
+cudaError_t allocateManaged(void** devPtr, size_t size) {
+    const size_t mapped = pageRounded(size);
+    void* view = nullptr;
+    void* base = nullptr;
+    if (!mapTwice(mapped, &view, &base, PROT_READ | PROT_WRITE))
+        return recordError(cudaErrorMemoryAllocation);
+    std::lock_guard<std::mutex> lock(state().mutex);
+    if (state().managedLocked) mprotect(base, mapped, PROT_NONE);
+    state().allocations.emplace(reinterpret_cast<uintptr_t>(base),
+                                Allocation{static_cast<unsigned char*>(base),
+                                           static_cast<unsigned char*>(view), size, mapped, Kind::Managed});
+    *devPtr = base;
+    return cudaSuccess;
+}
+
+// Opens (or closes) every managed allocation to the host; the caller holds the lock.
+void setManagedAccessLocked(bool open) {
+    if (state().managedLocked == !open) return;
+    state().managedLocked = !open;
+    for (const auto& [address, allocation] : state().allocations)
+        if (allocation.kind == Kind::Managed)
+            mprotect(allocation.base, allocation.mappedSize, open ? PROT_READ | PROT_WRITE : PROT_NONE);
+}
+
 cudaError_t allocateHostVisible(void** ptr, size_t size, Kind kind) {
     *ptr = nullptr;
     if (size == 0) return cudaSuccess;
@@ -222,7 +250,7 @@ cudaError_t release(void* ptr, std::initializer_list<Kind> kinds) {
         if (allocation.partner != nullptr)
             state().allocations.erase(reinterpret_cast<uintptr_t>(allocation.partner));
     }
-    if (allocation.kind == Kind::Device) {
+    if (allocation.kind == Kind::Device || allocation.kind == Kind::Managed) {
         munmap(allocation.base, allocation.mappedSize);
         munmap(allocation.view, allocation.mappedSize);
     } else if (allocation.partner != nullptr) {
@@ -308,6 +336,10 @@ void drain(cudaStream_t stream, bool everything) {
             ++i;
         }
         if (last == static_cast<size_t>(-1)) break;
+    }
+    if (pending.empty()) {
+        std::lock_guard<std::mutex> stateLock(state().mutex);
+        setManagedAccessLocked(true);
     }
 }
 
@@ -430,7 +462,19 @@ void reset() {
     state().injected.clear();
     state().kernelFault = cudaSuccess;
     state().maxPitch = kDefaultMaxPitch;
+    state().concurrentManaged = true;
+    setManagedAccessLocked(true);
     lastError = cudaSuccess;
+}
+
+void setConcurrentManagedAccess(bool concurrent) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().concurrentManaged = concurrent;
+}
+
+void kernelQueued() {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    if (!state().concurrentManaged) setManagedAccessLocked(false);
 }
 
 void setMaxPitch(size_t bytes) {
@@ -513,6 +557,10 @@ void deviceReset() {
             if (!allocation.deviceAlias) owned.push_back(address);
     }
     stickyErrorState = cudaSuccess;
+    {
+        std::lock_guard<std::mutex> lock(state().mutex);
+        setManagedAccessLocked(true);
+    }
     for (uintptr_t address : owned)
         release(reinterpret_cast<void*>(address),
                 {Kind::Device, Kind::Managed, Kind::Pinned, Kind::MappedPinned});
@@ -571,7 +619,7 @@ cudaError_t cudaMallocManaged(void** devPtr, size_t size, unsigned int flags) {
     // Unlike cudaMalloc, an empty managed allocation is refused.
     if (size == 0 || (flags != cudaMemAttachGlobal && flags != cudaMemAttachHost))
         return recordError(cudaErrorInvalidValue);
-    return vela::sim::allocateHostVisible(devPtr, size, Kind::Managed);
+    return vela::sim::allocateManaged(devPtr, size);
 }
 
 cudaError_t cudaHostAlloc(void** pHost, size_t size, unsigned int flags) {
