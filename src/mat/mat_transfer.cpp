@@ -53,8 +53,8 @@ bool hasSide(const Mat& mat, bool host) {
     return host ? detail::hasHostSide(mat.memType) : detail::hasGpuSide(mat.memType);
 }
 
-// One copy of `bytes` bytes, or of `rows` rows `dstPitch`/`srcPitch` apart: queued on `stream` without
-// waiting, or synchronous on the null stream.
+// One 2-D copy of `rows` rows `dstPitch`/`srcPitch` apart: queued on `stream` without waiting, or
+// synchronous on the null stream.
 cudaError_t copyOnce(void* dst, size_t dstPitch, const void* src, size_t srcPitch, size_t rowBytes,
                      size_t rows, cudaMemcpyKind kind, cudaStream_t stream) {
     if (stream != nullptr)
