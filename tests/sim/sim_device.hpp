@@ -62,11 +62,8 @@ cudaError_t stickyError();
 size_t pendingWork();
 
 /// Host-accessible view of `bytes` bytes of GPU-visible memory starting at `devicePtr`, for the simulated
-/// kernels; null when the range is not inside one device, managed or mapped allocation.
+/// device's work; null when the range is not inside one device, managed or mapped allocation.
 void* deviceView(const void* devicePtr, size_t bytes);
-/// Consumes an injected failure of a kernel launcher; cudaSuccess when none is pending. Records a
-/// failure as the runtime's last error.
-cudaError_t takeInjectedFailure(const char* function);
 /// Records `error` as the runtime's last error and returns it (cudaSuccess leaves the state alone).
 cudaError_t recordError(cudaError_t error);
 /// True for the null stream, cudaStreamLegacy, cudaStreamPerThread and streams created and not yet

@@ -573,12 +573,6 @@ void* deviceView(const void* devicePtr, size_t bytes) {
     return resolveLocked(devicePtr, bytes, Side::Device);
 }
 
-cudaError_t takeInjectedFailure(const char* function) {
-    cudaError_t error = cudaSuccess;
-    if (takeInjected(function, &error)) recordError(error);
-    return error;
-}
-
 bool isValidStream(cudaStream_t stream) {
     // The legacy and per-thread default streams are handles every call accepts (driver_types.h).
     if (stream == nullptr || stream == cudaStreamLegacy || stream == cudaStreamPerThread) return true;
