@@ -21,24 +21,33 @@
 namespace pybind11 {
 namespace detail {
 
-// A String is a Python str; a path-like object is taken by its file-system text.
+// A String is a Python str, bytes or path-like object, taken by its file-system bytes (so a file name that is
+// not UTF-8 passes through unchanged). A String ends at its first null byte, so text holding one is refused
+// rather than cut short.
 template <>
 struct type_caster<vela::String> {
     PYBIND11_TYPE_CASTER(vela::String, const_name("str"));
 
     bool load(handle source, bool /*convert*/) {
         object text = reinterpret_borrow<object>(source);
-        if (!PyUnicode_Check(source.ptr())) {
+        if (!PyUnicode_Check(source.ptr()) && !PyBytes_Check(source.ptr())) {
             if (!hasattr(source, "__fspath__")) return false;
             text = module_::import("os").attr("fspath")(source);
-            if (!PyUnicode_Check(text.ptr())) return false;
         }
-        value = vela::String(text.cast<std::string>());
+        if (PyUnicode_Check(text.ptr())) text = module_::import("os").attr("fsencode")(text);
+        if (!PyBytes_Check(text.ptr())) return false;
+        std::string bytes = text.cast<std::string>();
+        if (bytes.find('\0') != std::string::npos) throw value_error("embedded null byte");
+        value = vela::String(bytes);
         return true;
     }
 
     static handle cast(const vela::String& text, return_value_policy /*policy*/, handle /*parent*/) {
-        return str(text.c_str(), text.size()).release();
+        // Bytes that are not UTF-8 come back as the file-system encoding gives them, as os.fsdecode does.
+        PyObject* decoded =
+            PyUnicode_DecodeFSDefaultAndSize(text.c_str(), static_cast<Py_ssize_t>(text.size()));
+        if (decoded == nullptr) throw error_already_set();
+        return decoded;
     }
 };
 

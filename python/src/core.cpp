@@ -3,8 +3,11 @@
 
 #include <pybind11/operators.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "bindings.hpp"
 #include "vela/core/cuda_check.hpp"
@@ -125,9 +128,11 @@ void bindResolution(py::module_& m) {
 // held, since neither happens on a Python thread.
 class LogCallback {
   public:
-    explicit LogCallback(py::function f) : function(new py::function(std::move(f))) {}
+    // The deleter is given here: a default member initializer's deleter would be replaced by this one's.
+    explicit LogCallback(py::function f) : function(new py::function(std::move(f)), Release{}) {}
     void operator()(LOG_LEVEL level, const std::string& message) const {
-        if (!Py_IsInitialized()) return;  // messages still queued when the interpreter has gone
+        // Messages still queued while the interpreter ends, or after, find no Python to call.
+        if (!Py_IsInitialized() || _Py_IsFinalizing()) return;
         py::gil_scoped_acquire gil;
         try {
             (*function)(level, message);
@@ -139,15 +144,31 @@ class LogCallback {
   private:
     struct Release {
         void operator()(py::function* f) const {
-            if (!Py_IsInitialized()) return;  // the registry outlives the interpreter: nothing to release
+            // The registry outlives the interpreter: nothing to release then.
+            if (!Py_IsInitialized() || _Py_IsFinalizing()) return;
             py::gil_scoped_acquire gil;
             delete f;
         }
     };
-    std::shared_ptr<py::function> function{nullptr, Release{}};
+    std::shared_ptr<py::function> function;
 };
 
+// The callback sinks added from Python: detached before the interpreter ends, since the back-end thread
+// cannot call Python, nor release a Python object, once it has gone. Changed with the interpreter lock held.
+std::vector<std::pair<LOGGER_NAME, TarnLogger::SinkId>>& pythonSinks() {
+    static auto* sinks = new std::vector<std::pair<LOGGER_NAME, TarnLogger::SinkId>>();
+    return *sinks;
+}
+
+void removePythonSinks() {
+    const std::vector<std::pair<LOGGER_NAME, TarnLogger::SinkId>> sinks = std::exchange(pythonSinks(), {});
+    py::gil_scoped_release release;  // a callback under way needs the lock to finish
+    for (const auto& sink : sinks)
+        TarnLogger::get_instance().removeSink(sink.first, sink.second);
+}
+
 void bindLogger(py::module_& m) {
+    py::module_::import("atexit").attr("register")(py::cpp_function(&removePythonSinks));
     {
         using E = LOGGER_NAME;
         bindEnum<E>(
@@ -172,12 +193,24 @@ void bindLogger(py::module_& m) {
         .def(
             "addCallbackSink",
             [](TarnLogger& logger, LOGGER_NAME name, py::function callback) {
-                return logger.addCallbackSink(name, LogCallback(std::move(callback)));
+                const TarnLogger::SinkId id = logger.addCallbackSink(name, LogCallback(std::move(callback)));
+                if (id != 0) pythonSinks().emplace_back(name, id);
+                return id;
             },
             py::arg("name"), py::arg("callback"), "callback(level, message) runs on the logger's own thread")
         // Waiting for the back-end thread, which may need the interpreter lock to call a Python sink.
-        .def("removeSink", &TarnLogger::removeSink, py::arg("name"), py::arg("sink"),
-             py::call_guard<py::gil_scoped_release>())
+        .def(
+            "removeSink",
+            [](TarnLogger& logger, LOGGER_NAME name, TarnLogger::SinkId sink) {
+                {
+                    std::vector<std::pair<LOGGER_NAME, TarnLogger::SinkId>>& sinks = pythonSinks();
+                    sinks.erase(std::remove(sinks.begin(), sinks.end(), std::make_pair(name, sink)),
+                                sinks.end());
+                }
+                py::gil_scoped_release release;
+                return logger.removeSink(name, sink);
+            },
+            py::arg("name"), py::arg("sink"))
         .def("log", &TarnLogger::log, py::arg("name"), py::arg("level"), py::arg("message"))
         .def("flush", &TarnLogger::flush, py::call_guard<py::gil_scoped_release>());
 }

@@ -159,15 +159,17 @@ std::unique_ptr<Mat> fromNumpy(const py::array& array, bool copy) {
     const bool packedElements = (width <= 1 || array.strides(1) == static_cast<py::ssize_t>(pixelBytes)) &&
                                 (ndim == 2 || channels <= 1 || array.strides(2) == itemsize);
     const size_t rowBytes = width * pixelBytes;
-    const bool rowsApart =
-        height <= 1 || (array.strides(0) >= 0 && static_cast<size_t>(array.strides(0)) >= rowBytes);
-    if (!packedElements || !rowsApart)
+    // Host element access and host copies take a Mat's rows as packed, so rows further apart (a column
+    // slice) would be addressed wrongly and written past the view.
+    const bool rowsPacked =
+        height <= 1 || (array.strides(0) >= 0 && static_cast<size_t>(array.strides(0)) == rowBytes);
+    if (!packedElements || !rowsPacked)
         throw py::value_error(
-            "a Mat wraps rows of packed elements at a fixed positive step; this array's strides "
-            "do not fit: pass copy=True, or numpy.ascontiguousarray(array)");
+            "a Mat wraps packed rows (C-contiguous, rows exactly width x element bytes apart); this array's "
+            "strides do not fit: pass copy=True, or numpy.ascontiguousarray(array)");
     if (!array.writeable()) throw py::value_error("the array is read-only; a Mat writes into its memory");
     if (!array.attr("flags").attr("aligned").cast<bool>()) throw py::value_error("the array is not aligned");
-    const size_t step = height <= 1 ? rowBytes : static_cast<size_t>(array.strides(0));
+    const size_t step = rowBytes;
     auto* data = static_cast<unsigned char*>(const_cast<void*>(array.data()));
     auto mat = std::make_unique<Mat>(width, height, type, data, step, MEM::CPU);
     // The Mat refers to the array's memory without owning it; its handle holds a reference to the array, so

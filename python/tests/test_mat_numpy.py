@@ -92,21 +92,29 @@ def test_wrapped_array_lives_as_long_as_a_mat_or_view_refers_to_it(vela):
     assert alive() is None
 
 
-def test_from_numpy_wraps_row_strided_arrays_and_refuses_scattered_elements(vela):
+def test_from_numpy_refuses_rows_that_are_not_packed_and_copies_them_when_asked(vela):
     big = np.zeros((4, 10, 4), np.float32)
-    rows = big[:, 2:8]
-    mat = vela.Mat.from_numpy(rows)
-    assert (mat.width, mat.height, mat.stepCPU) == (6, 4, 160)
-    assert mat.getPtr() == rows.ctypes.data
-    assert mat.numpy().strides == rows.strides
-    mat.numpy()[3, 5] = (1, 2, 3, 4)
-    assert tuple(big[3, 7]) == (1, 2, 3, 4)
+    columns = big[:, 2:8]  # rows 160 bytes apart, 96 bytes long
+    for scattered in (columns, big[:, ::2]):
+        with pytest.raises(ValueError, match="copy=True"):
+            vela.Mat.from_numpy(scattered)
+    copied = vela.Mat.from_numpy(columns, copy=True)
+    assert copied.isMemoryOwner() and (copied.width, copied.height, copied.stepCPU) == (6, 4, 96)
+    assert copied.setValue(5, 3, (1, 2, 3, 4)) == vela.ERROR_CODE.SUCCESS
+    assert copied.getValue(5, 3) == (vela.ERROR_CODE.SUCCESS, (1, 2, 3, 4))
+    assert tuple(copied.numpy()[3, 5]) == (1, 2, 3, 4)
+    assert not big.any(), "the copy is not the slice"
+    clone = vela.Mat()
+    assert clone.clone(copied) == vela.ERROR_CODE.SUCCESS
+    np.testing.assert_array_equal(clone.numpy(), copied.numpy())
 
-    with pytest.raises(ValueError, match="copy=True"):
-        vela.Mat.from_numpy(big[:, ::2])
-    copied = vela.Mat.from_numpy(big[:, ::2], copy=True)
-    assert copied.isMemoryOwner() and copied.stepCPU == 5 * 16
-    np.testing.assert_array_equal(copied.numpy(), big[:, ::2])
+
+def test_wrapping_a_step_shorter_than_a_packed_row_is_refused(vela):
+    rows = np.zeros((4, 6), np.float32)
+    mat = vela.Mat(6, 4, vela.MAT_TYPE.F32_C1, rows.ctypes.data, 20, vela.MEM.CPU)
+    assert not mat.isInit() and mat.width == 0
+    wrapped = vela.Mat(6, 4, vela.MAT_TYPE.F32_C1, rows.ctypes.data, 24, vela.MEM.CPU)
+    assert wrapped.isInit() and wrapped.stepCPU == 24
 
 
 @pytest.mark.parametrize("array, message", [

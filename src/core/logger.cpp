@@ -80,26 +80,57 @@ class FlushBarrierSink final : public spdlog::sinks::base_sink<std::mutex> {
     uint64_t flushCount = 0;
 };
 
-// Hands each message to a user callback, on the back-end thread.
-class CallbackSink final : public spdlog::sinks::base_sink<std::mutex> {
+// True on the back-end thread while it runs a user callback.
+thread_local bool insideCallback = false;
+// How deep messages logged from callbacks are nested on this thread (see deliverFromCallback).
+thread_local int callbackDepth = 0;
+
+// Hands each message to a user callback, on the back-end thread. No lock is held while the callback runs, so
+// that it may call back into the logger, its own removal included.
+class CallbackSink final : public spdlog::sinks::sink {
   public:
-    explicit CallbackSink(TarnLogger::Callback callback_) : callback(std::move(callback_)) {}
+    explicit CallbackSink(TarnLogger::Callback callback_)
+        : callback(std::make_shared<TarnLogger::Callback>(std::move(callback_))) {}
 
-    // Messages already queued may still reach this sink after it is detached; they find no callback.
+    void log(const spdlog::details::log_msg& msg) override {
+        std::shared_ptr<TarnLogger::Callback> call;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (!callback) return;  // detached: messages queued before find no callback
+            call = callback;
+            ++running;
+        }
+        const bool outer = insideCallback;
+        insideCallback = true;
+        try {
+            (*call)(fromBackendLevel(msg.level), std::string(msg.payload.data(), msg.payload.size()));
+        } catch (...) {  // a callback's exception must not end the back-end thread
+        }
+        insideCallback = outer;
+        call.reset();  // the last holder releases the callback here, outside the lock
+        std::lock_guard<std::mutex> lock(mutex);
+        --running;
+        finished.notify_all();
+    }
+    void flush() override {}
+    void set_pattern(const std::string& /*pattern*/) override {}
+    void set_formatter(std::unique_ptr<spdlog::formatter> /*formatter*/) override {}
+
+    // Once this returns the callback is never called again and no call of it is under way, except the one
+    // this thread is inside, when a callback detaches a sink.
     void disable() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        callback = nullptr;
+        std::shared_ptr<TarnLogger::Callback> released;
+        std::unique_lock<std::mutex> lock(mutex);
+        released = std::move(callback);
+        if (!insideCallback) finished.wait(lock, [&] { return running == 0; });
+        lock.unlock();
     }
-
-  protected:
-    void sink_it_(const spdlog::details::log_msg& msg) override {
-        if (callback)
-            callback(fromBackendLevel(msg.level), std::string(msg.payload.data(), msg.payload.size()));
-    }
-    void flush_() override {}
 
   private:
-    TarnLogger::Callback callback;
+    std::mutex mutex;
+    std::condition_variable finished;
+    std::shared_ptr<TarnLogger::Callback> callback;
+    int running = 0;
 };
 
 constexpr LOGGER_NAME kAllNames[] = {LOGGER_NAME::VELA,     LOGGER_NAME::CAPTURE, LOGGER_NAME::DEPTH,
@@ -184,7 +215,7 @@ detail::LoggerEntry* TarnLogger::find(LOGGER_NAME name) const noexcept {
 void TarnLogger::registerLogger(LOGGER_NAME name, LOG_LEVEL level, bool toStandardError) {
     detail::LoggerEntry* entry = find(name);
     if (entry == nullptr) return;
-    std::lock_guard<std::mutex> lock(impl->configMutex);
+    std::unique_lock<std::mutex> lock(impl->configMutex);
     Impl::Backend backend;
     backend.barrier = std::make_shared<detail::FlushBarrierSink>();
     backend.sinks.push_back(backend.barrier);
@@ -194,12 +225,16 @@ void TarnLogger::registerLogger(LOGGER_NAME name, LOG_LEVEL level, bool toStanda
     }
     entry->level.store(static_cast<int32_t>(level), std::memory_order_relaxed);
     impl->publish(name, backend);
-    const auto replaced = impl->backends.find(name);
-    if (replaced != impl->backends.end()) {
-        for (const auto& added : replaced->second.added)
-            Impl::detach(added.second);
+    std::vector<spdlog::sink_ptr> replaced;
+    const auto previous = impl->backends.find(name);
+    if (previous != impl->backends.end()) {
+        for (const auto& added : previous->second.added)
+            replaced.push_back(added.second);
     }
     impl->backends[name] = std::move(backend);
+    lock.unlock();
+    for (const spdlog::sink_ptr& sink : replaced)
+        Impl::detach(sink);
 }
 
 bool TarnLogger::isRegistered(LOGGER_NAME name) const {
@@ -234,16 +269,19 @@ TarnLogger::SinkId TarnLogger::addCallbackSink(LOGGER_NAME name, Callback callba
 }
 
 bool TarnLogger::removeSink(LOGGER_NAME name, SinkId sink) {
-    std::lock_guard<std::mutex> lock(impl->configMutex);
+    std::unique_lock<std::mutex> lock(impl->configMutex);
     const auto backend = impl->backends.find(name);
     if (backend == impl->backends.end()) return false;
     Impl::Backend& owner = backend->second;
     const auto found = owner.added.find(sink);
     if (found == owner.added.end()) return false;
-    Impl::detach(found->second);
-    owner.sinks.erase(std::find(owner.sinks.begin(), owner.sinks.end(), found->second));
+    const spdlog::sink_ptr removed = found->second;
+    owner.sinks.erase(std::find(owner.sinks.begin(), owner.sinks.end(), removed));
     owner.added.erase(found);
     impl->publish(name, owner);
+    lock.unlock();
+    // Detaching waits for a call under way, which may itself change sinks: not under the lock.
+    Impl::detach(removed);
     return true;
 }
 
@@ -252,12 +290,47 @@ void TarnLogger::log(LOGGER_NAME name, LOG_LEVEL level, const std::string& messa
 }
 
 void TarnLogger::flush() {
-    std::lock_guard<std::mutex> lock(impl->configMutex);
-    for (auto& named : impl->backends) {
-        Impl::Backend& backend = named.second;
-        backend.logger->flush();
-        backend.barrier->waitFor(++backend.flushesPosted);
+    // A callback runs on the back-end thread, which cannot wait for itself: what it has queued is written
+    // after it returns.
+    if (detail::insideCallback) return;
+    struct Pending {
+        std::shared_ptr<spdlog::async_logger> logger;
+        std::shared_ptr<detail::FlushBarrierSink> barrier;
+        uint64_t ticket;
+    };
+    std::vector<Pending> pending;
+    {
+        std::lock_guard<std::mutex> lock(impl->configMutex);
+        for (auto& named : impl->backends)
+            pending.push_back({named.second.logger, named.second.barrier, ++named.second.flushesPosted});
+    }
+    // Waited for without the lock, so that a callback may change sinks meanwhile.
+    for (const Pending& each : pending) {
+        each.logger->flush();
+        each.barrier->waitFor(each.ticket);
     }
 }
 
+namespace detail {
+
+bool insideSinkCallback() noexcept {
+    return insideCallback;
+}
+
+void deliverFromCallback(spdlog::logger& logger, LOG_LEVEL level, const std::string& text) noexcept {
+    // Each delivery may make a callback log again: past a few levels the message is dropped, so that two
+    // callbacks that answer each other cannot recurse without end.
+    constexpr int kMaxDepth = 4;
+    if (callbackDepth >= kMaxDepth) return;
+    ++callbackDepth;
+    try {
+        const spdlog::details::log_msg msg(logger.name(), toBackendLevel(level), text);
+        for (const spdlog::sink_ptr& sink : logger.sinks())
+            if (sink->should_log(msg.level)) sink->log(msg);
+    } catch (...) {  // a sink's failure must not reach the callback that logged
+    }
+    --callbackDepth;
+}
+
+}  // namespace detail
 }  // namespace vela

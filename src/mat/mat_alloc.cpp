@@ -30,6 +30,23 @@ void describe(Mat& mat, size_t width, size_t height, MAT_TYPE type, MEM mem) {
     mat.memoryOwner = false;
 }
 
+// True when rows `step` bytes apart can hold `mat`'s packed rows; otherwise logs why the buffer is not
+// wrapped and leaves `mat` empty. Rows closer than a packed row would overlap, and host access, which takes
+// rows as packed, would reach past the caller's buffer.
+bool acceptStep(Mat& mat, size_t step) {
+    size_t rowBytes = 0;
+    const bool fits = mat.height <= 1 ||
+                      (!__builtin_mul_overflow(mat.width, mat.pixelBytes, &rowBytes) && step >= rowBytes);
+    if (fits) return true;
+    detail::logError(
+        "{} Mat step {} is smaller than a packed row of {} x {} bytes: the buffer is not wrapped.", "[Mat] ",
+        step, mat.width, mat.pixelBytes);
+    mat.width = mat.height = mat.channels = mat.pixelBytes = mat.stepCPU = mat.stepGPU = 0;
+    mat.memType = MEM::CPU;
+    mat.initialized = false;
+    return false;
+}
+
 // Everything ref and move hand over: sizes, type, memory type, both handles (shared) and the time stamp.
 void shareStorage(const Mat& from, Mat& to) {
     to.width = from.width;
@@ -146,6 +163,7 @@ Mat::Mat(Resolution resolution, MAT_TYPE type, MEM mem)
 
 Mat::Mat(size_t width_, size_t height_, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem) {
     describe(*this, width_, height_, type, mem);
+    if (!acceptStep(*this, step)) return;
     if (mem == MEM::CPU) {
         make_shared(ptr, cpuBuffer, false);
         stepCPU = step;
@@ -161,6 +179,7 @@ Mat::Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptr, size_t step, 
 Mat::Mat(size_t width_, size_t height_, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU_,
          unsigned char* ptrGPU, size_t stepGPU_) {
     describe(*this, width_, height_, type, MEM_BOTH);
+    if (!acceptStep(*this, stepCPU_) || !acceptStep(*this, stepGPU_)) return;
     make_shared(ptrCPU, cpuBuffer, false);
     make_cuda_shared(ptrGPU, gpuBuffer, false);
     stepCPU = stepCPU_;

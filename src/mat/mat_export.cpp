@@ -6,8 +6,6 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -19,6 +17,7 @@
 #include <vector>
 
 #include "core/logging.hpp"
+#include "core/replacing_file.hpp"
 #include "mat/float_format.hpp"
 #include "mat/host_rows.hpp"
 #include "vela/mat/exporters.hpp"
@@ -40,74 +39,73 @@ std::string withExtension(const String& name, const std::string& extension) {
     return result;
 }
 
-// A C file, closed on every path.
-class File {
-  public:
-    File(const std::string& path, const char* mode) : handle(std::fopen(path.c_str(), mode)) {}
-    ~File() {
-        if (handle != nullptr) std::fclose(handle);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+// Logs why `fileName` could not be written and returns false.
+bool unwritable(const char* function, const std::string& fileName, int error) {
+    detail::logError("{} in {} : {} cannot be written: {}", "[Mat] ", function, fileName,
+                     std::strerror(error));
+    return false;
+}
 
-    explicit operator bool() const { return handle != nullptr; }
-    std::FILE* get() const { return handle; }
-    /// True when the file was open and everything buffered for it reached it.
-    bool close() {
-        const bool closed = handle != nullptr && std::fclose(handle) == 0;
-        handle = nullptr;
-        return closed;
+// Writes what `fill` puts into a block sink to `fileName` through a temporary file (named after the target
+// and `suffix`) renamed over it once complete: a failed write leaves an old file as it was and no temporary.
+template <typename Fill>
+bool writeReplacing(const char* function, const std::string& fileName, const std::string& suffix, Fill fill) {
+    detail::ReplacingFile file(fileName, suffix);
+    if (!file.isOpen()) return unwritable(function, fileName, file.error());
+    {
+        detail::BlockSink sink([&file](const char* data, size_t size) { return file.write(data, size); });
+        fill(sink);
+        sink.flush();
     }
-
-  private:
-    std::FILE* handle;
-};
+    return file.commit(false) || unwritable(function, fileName, file.error());
+}
 
 bool writePfm(const HostRows& rows, const std::string& fileName) {
-    File file(fileName, "wb");
-    if (!file) return false;
-    // A negative scale says the samples are little-endian; rows go top first.
-    bool written = std::fprintf(file.get(), "Pf\n%d %d\n%lf\n", static_cast<int>(rows.width),
-                                static_cast<int>(rows.height), -1.0) > 0;
-    // Samples go out through one small block that stays in cache, non-finite ones replaced by 0: a single
-    // pass over the map.
-    constexpr size_t kBlockSamples = 16384;
-    std::vector<float> block(kBlockSamples);
-    size_t filled = 0;
-    const auto flush = [&] {
-        written &= std::fwrite(block.data(), sizeof(float), filled, file.get()) == filled;
-        filled = 0;
-    };
-    for (size_t y = 0; y < rows.height; ++y) {
-        const unsigned char* row = rows.data + y * rows.step;
-        for (size_t x = 0; x < rows.width;) {
-            const size_t count = std::min(rows.width - x, kBlockSamples - filled);
-            float* out = block.data() + filled;
-            std::memcpy(out, row + x * sizeof(float), count * sizeof(float));
-            for (size_t i = 0; i < count; ++i)
-                out[i] = isFinite(out[i]) ? out[i] : 0.0f;
-            filled += count;
-            x += count;
-            if (filled == kBlockSamples) flush();
+    return writeReplacing("saveDepthAs", fileName, ".tmp", [&](detail::BlockSink& sink) {
+        // A negative scale says the samples are little-endian; rows go top first.
+        char header[64];
+        const int length = std::snprintf(header, sizeof header, "Pf\n%d %d\n%lf\n",
+                                         static_cast<int>(rows.width), static_cast<int>(rows.height), -1.0);
+        sink.append(header, static_cast<size_t>(length));
+        // Samples go through the sink's buffer, non-finite ones replaced by 0: a single pass over the map.
+        constexpr size_t kBlockSamples = 16384;
+        for (size_t y = 0; y < rows.height; ++y) {
+            const unsigned char* row = rows.data + y * rows.step;
+            for (size_t x = 0; x < rows.width;) {
+                const size_t count = std::min(rows.width - x, kBlockSamples);
+                char* out = sink.reserve(count * sizeof(float));
+                for (size_t i = 0; i < count; ++i) {
+                    float sample;
+                    std::memcpy(&sample, row + (x + i) * sizeof(float), sizeof sample);
+                    if (!isFinite(sample)) sample = 0.0f;
+                    std::memcpy(out + i * sizeof(float), &sample, sizeof sample);
+                }
+                sink.commit(out + count * sizeof(float));
+                x += count;
+            }
         }
-    }
-    flush();
-    return file.close() && written;
+    });
 }
 
 // Depth counts through the image encoder: each value times `factor`, rounded and saturated to 0..65535.
-bool writeDepthImage(const HostRows& rows, const std::string& fileName, float factor,
+bool writeDepthImage(const HostRows& rows, const std::string& fileName, const char* extension, float factor,
                      const std::vector<int>& parameters) {
+    std::vector<uchar> encoded;
     try {
         const cv::Mat depth(static_cast<int>(rows.height), static_cast<int>(rows.width), CV_32FC1,
                             const_cast<unsigned char*>(rows.data), rows.step);
         cv::Mat counts;
         depth.convertTo(counts, CV_16UC1, factor, 0);
-        return cv::imwrite(fileName, counts, parameters);
+        if (!cv::imencode(extension, counts, encoded, parameters)) {
+            detail::logError("{} in {} : {}", "[Mat] ", "saveDepthAs", "the image encoder refused the map");
+            return false;
+        }
     } catch (const cv::Exception& error) {
         detail::logError("{} in {} : {}", "[Mat] ", "saveDepthAs", error.what());
         return false;
     }
+    const int error = detail::replaceFile(fileName, encoded.data(), encoded.size(), false);
+    return error == 0 || unwritable("saveDepthAs", fileName, error);
 }
 
 // What a point-cloud format needs: its extension and how it prints colour.
@@ -249,10 +247,11 @@ bool saveDepthAs(const Mat& depth, DEPTH_FORMAT format, String name, float facto
     switch (format) {
         case DEPTH_FORMAT::PNG:
             // Level 0: stored without compression.
-            return writeDepthImage(rows, withExtension(name, ".png"), factor,
+            return writeDepthImage(rows, withExtension(name, ".png"), ".png", factor,
                                    {cv::IMWRITE_PNG_COMPRESSION, 0});
         case DEPTH_FORMAT::PGM:
-            return writeDepthImage(rows, withExtension(name, ".pgm"), factor, {cv::IMWRITE_PXM_BINARY, 1});
+            return writeDepthImage(rows, withExtension(name, ".pgm"), ".pgm", factor,
+                                   {cv::IMWRITE_PXM_BINARY, 1});
         case DEPTH_FORMAT::PFM:
             // Floats as they are: the factor does not apply.
             return writePfm(rows, withExtension(name, ".pfm"));
@@ -273,32 +272,16 @@ bool savePointCloudAs(const Mat& cloud, POINT_CLOUD_FORMAT format, String name, 
 
     size_t count = 0;
     forEachValidPoint(rows, cloud.pixelBytes, [&count](const float*, const unsigned char*) { ++count; });
-    // The file is written under a temporary name and renamed into place once complete: a failed write
-    // leaves no partial cloud behind, and an existing file stays as it was until then.
+    // The file is written under a temporary name, "<output>_tmp0.txt." and six random characters, and
+    // renamed over the output once complete: a failed write leaves no partial cloud behind, and an existing
+    // file stays as it was until then.
     const std::string outputName = withExtension(name, described.extension);
-    const std::string temporaryName = outputName + "_tmp0.txt";
-    bool succeeded = false;
-    {
-        File temporary(temporaryName, "wb");
-        if (!temporary) return false;
-        std::FILE* out = temporary.get();
-        detail::BlockSink sink(
-            [out](const char* data, size_t size) { return std::fwrite(data, 1, size, out) == size; });
+    return writeReplacing("savePointCloudAs", outputName, "_tmp0.txt", [&](detail::BlockSink& sink) {
         sink.append(cloudHeader(format, color != ColorText::None, count));
         writePointLines(rows, cloud.pixelBytes, color, sink);
         // The vertex list starts on the line of the last point.
         if (format == POINT_CLOUD_FORMAT::VTK) writeVertices(count, sink);
-        succeeded = sink.flush();
-        succeeded &= temporary.close();
-    }
-    if (succeeded) {
-        // An old file is unlinked before the rename rather than renamed over: ext4 flushes a file renamed
-        // over another one to disk at once, which costs as much as formatting the whole cloud.
-        ::unlink(outputName.c_str());
-        succeeded = std::rename(temporaryName.c_str(), outputName.c_str()) == 0;
-    }
-    if (!succeeded) std::remove(temporaryName.c_str());
-    return succeeded;
+    });
 }
 
 }  // namespace vela

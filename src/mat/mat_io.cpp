@@ -6,12 +6,15 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "core/logging.hpp"
+#include "core/replacing_file.hpp"
 #include "kernels/element_types.hpp"
 #include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
@@ -80,11 +83,12 @@ struct DefaultErrorHandlerOnExit {
     ~DefaultErrorHandlerOnExit() { cv::redirectError(nullptr, nullptr, nullptr); }
 };
 
-// Encodes a copy of the host content: the encoder never sees, and never changes, the Mat's own buffer. Four
-// channels stay four channels. The encoder's own verdict is not examined: without an exception, the write
-// succeeded.
+// Encodes a copy of the host content (the encoder never sees, and never changes, the Mat's own buffer) to
+// memory, then writes the bytes through a temporary file renamed over the target: a failed encode or write
+// leaves an old file as it was. Four channels stay four channels.
 ERROR_CODE encodeImage(const Mat& mat, const std::string& path, const std::string& extension,
                        int compression) {
+    std::vector<uchar> encoded;
     try {
         cv::Mat image;
         if (mat.cpuBuffer != nullptr) {
@@ -94,12 +98,21 @@ ERROR_CODE encodeImage(const Mat& mat, const std::string& path, const std::strin
         }
         if (image.empty()) return unsupported();
         const DefaultErrorHandlerOnExit resetHandler;
-        cv::imwrite(path, image, encoderParameters(extension, compression));
-        return ERROR_CODE::SUCCESS;
+        // The encoder is chosen from the whole text after the last ".", as when encoding to a file.
+        const size_t dot = path.rfind('.');
+        const std::string codec = dot == std::string::npos ? std::string() : path.substr(dot);
+        if (!cv::imencode(codec, image, encoded, encoderParameters(extension, compression))) {
+            detail::logError("{} in {} : {}", "[Mat] ", "write", "the image encoder refused the image");
+            return ERROR_CODE::FAILURE;
+        }
     } catch (const cv::Exception& error) {
         detail::logError("{} in {} : {}", "[Mat] ", "write", error.what());
         return ERROR_CODE::FAILURE;
     }
+    const int error = detail::replaceFile(path, encoded.data(), encoded.size(), false);
+    if (error == 0) return ERROR_CODE::SUCCESS;
+    detail::logError("{} in {} : {} cannot be written: {}", "[Mat] ", "write", path, std::strerror(error));
+    return ERROR_CODE::FAILURE;
 }
 
 }  // namespace
@@ -155,41 +168,45 @@ ERROR_CODE Mat::write(const String& filePath, MEM mem, int compression) {
     return unsupported();
 }
 
-namespace {
-
-// True when the file at `path` carries the DICOM mark, "DICM" after a 128-byte preamble. The decoder for
-// those files aborts the whole process on some malformed input instead of reporting an error, so they are
-// never handed to it.
-bool isDicom(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) return false;
-    char head[132];
-    const bool marked =
-        std::fread(head, 1, sizeof head, file) == sizeof head && std::memcmp(head + 128, "DICM", 4) == 0;
-    std::fclose(file);
-    return marked;
-}
-
-}  // namespace
-
 ERROR_CODE Mat::read(const String& filePath) {
-    if (isDicom(filePath.str())) {
-        detail::logError("{} in {} : {} is a DICOM file, which is not read", "[Mat] ", "read",
-                         filePath.str());
+    const std::string path = filePath.str();
+    // Only a regular file is read, checked before reading so that a FIFO cannot block; the decoder then
+    // works on those bytes, so the file cannot change between the check and the decode.
+    std::string content;
+    const int error = detail::readRegularFile(path, content);
+    if (error != 0) {
+        detail::logError("{} in {} : {}: {}", "[Mat] ", "read", path,
+                         error == EINVAL ? "not a regular file" : std::strerror(error));
+        return ERROR_CODE::FAILURE;
+    }
+    // The DICOM decoder aborts the whole process on some malformed input instead of reporting an error, so
+    // files with its mark, "DICM" after a 128-byte preamble, are never handed to it.
+    if (content.size() >= 132 && content.compare(128, 4, "DICM") == 0) {
+        detail::logError("{} in {} : {} is a DICOM file, which is not read", "[Mat] ", "read", path);
         return ERROR_CODE::FAILURE;
     }
     try {
-        const cv::Mat image = cv::imread(filePath.str(), cv::IMREAD_UNCHANGED);
+        const cv::Mat image =
+            content.empty()
+                ? cv::Mat()
+                : cv::imdecode(cv::Mat(1, static_cast<int>(std::min<size_t>(content.size(), INT_MAX)),
+                                       CV_8UC1, content.data()),
+                               cv::IMREAD_UNCHANGED);
         if (image.empty()) return ERROR_CODE::FAILURE;
-        free(MEM_BOTH);
-        alloc(static_cast<size_t>(image.cols), static_cast<size_t>(image.rows), matTypeFromCvMat(image),
-              MEM::CPU);
+        // Decoded and allocated before anything is freed: on any failure this Mat stays as it was.
+        Mat decoded(static_cast<size_t>(image.cols), static_cast<size_t>(image.rows), matTypeFromCvMat(image),
+                    MEM::CPU);
+        if (decoded.cpuBuffer == nullptr) return ERROR_CODE::FAILURE;  // the allocation has logged why
         // Decoded rows are packed like host rows. For a fall-back type the new buffer is smaller than the
         // image, and only its size is copied.
-        std::memcpy(cpuBuffer.get(), image.data, stepCPU * height);
+        std::memcpy(decoded.cpuBuffer.get(), image.data, decoded.stepCPU * decoded.height);
+        decoded.userFlag = userFlag;  // as before the read: only the storage changes
+        decoded.timestamp = timestamp;
+        free(MEM_BOTH);
+        decoded.move(*this);
         return ERROR_CODE::SUCCESS;
-    } catch (const cv::Exception& error) {
-        detail::logError("{} in {} : {}", "[Mat] ", "read", error.what());
+    } catch (const cv::Exception& exception) {
+        detail::logError("{} in {} : {}", "[Mat] ", "read", exception.what());
         return ERROR_CODE::FAILURE;
     }
 }

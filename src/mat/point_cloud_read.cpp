@@ -254,11 +254,16 @@ bool readRow(Cursor& cursor, const std::vector<Column>& columns, Point& point) {
 }
 
 // The least a row of `columns` takes: its bytes, or in text one character and one separator per value.
+// 0 when that does not fit in a size_t: a header's counts must not wrap the row size around.
 size_t minimumRowBytes(const std::vector<Column>& columns, bool binary) {
     size_t bytes = 0;
     for (const Column& column : columns) {
         const size_t values = column.list ? 1 : column.count;
-        bytes += binary ? values * sizeOf(column.list ? column.countType : column.type) : 2 * values;
+        const size_t valueBytes = binary ? sizeOf(column.list ? column.countType : column.type) : 2;
+        size_t columnBytes = 0;
+        if (__builtin_mul_overflow(values, valueBytes, &columnBytes) ||
+            __builtin_add_overflow(bytes, columnBytes, &bytes))
+            return 0;
     }
     return bytes;
 }
@@ -286,7 +291,11 @@ bool readPoints(const CloudBody& body, Mat& points, Failure& failure) {
     // Refuse counts the file cannot hold before asking for memory for them.
     const size_t rowBytes = minimumRowBytes(body.columns, body.binary);
     const size_t available = static_cast<size_t>(body.end - body.begin) + (body.binary ? 0 : 1);
-    if (rowBytes == 0 || count > available / rowBytes) {
+    if (rowBytes == 0) {
+        failure.reason = "the size of a point's row overflows";
+        return false;
+    }
+    if (count > available / rowBytes) {
         failure.reason = "truncated: " + std::to_string(count) + " points cannot fit in the " +
                          std::to_string(body.end - body.begin) + " bytes left";
         return false;
@@ -669,7 +678,8 @@ bool parseCloud(const char* begin, const char* end, Mat& points, Failure& failur
 
 // The whole content of the regular file at `path`.
 bool readWhole(const std::string& path, std::string& content, Failure& failure) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Opened without waiting, so that a FIFO is refused by the check below instead of blocking the open.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     struct stat info {};
     if (fd < 0 || ::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         failure.reason = fd < 0 ? std::strerror(errno) : "not a regular file";

@@ -2,34 +2,48 @@
 
 #include "core/replacing_file.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 namespace vela {
 namespace {
 
-// Writes `content` over the device or pipe at `path`, which has no contents of its own to keep safe. A pipe
-// without a reader is refused rather than waited on.
-bool writeInPlace(const std::string& path, const std::string& content) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return false;
-    const bool written = ::fcntl(fd, F_SETFL, 0) == 0 && detail::writeAll(fd, content.data(), content.size());
-    return ::close(fd) == 0 && written;
-}
+// Builds the document as the library's own parser does, but stops at the first array or object nested
+// deeper than kMaxJSONDepth: that ends the parse as a failure, so a hostile document never reaches the
+// recursive parts of the library (copy, comparison, dump) with an unbounded depth.
+class DepthLimitedBuilder : public nlohmann::detail::json_sax_dom_parser<json> {
+  public:
+    explicit DepthLimitedBuilder(json& document) : json_sax_dom_parser(document, false) {}
+
+    bool start_object(std::size_t size) { return enter() && json_sax_dom_parser::start_object(size); }
+    bool end_object() {
+        --depth;
+        return json_sax_dom_parser::end_object();
+    }
+    bool start_array(std::size_t size) { return enter() && json_sax_dom_parser::start_array(size); }
+    bool end_array() {
+        --depth;
+        return json_sax_dom_parser::end_array();
+    }
+
+  private:
+    bool enter() { return ++depth <= kMaxJSONDepth; }
+    size_t depth = 0;
+};
 
 }  // namespace
 
 bool parseJSONFile(const String& text, json& document) {
-    document = json::parse(text.c_str(), text.c_str() + text.size(), nullptr, false);
-    if (!document.is_discarded()) return true;
-    document = nullptr;
-    return false;
+    json parsed;
+    DepthLimitedBuilder builder(parsed);
+    bool complete = false;
+    try {
+        complete =
+            json::sax_parse(text.c_str(), text.c_str() + text.size(), &builder) && !builder.is_errored();
+    } catch (const json::exception&) {  // what the builder itself refuses, such as an excessive size
+        complete = false;
+    }
+    document = complete ? std::move(parsed) : json(nullptr);
+    return complete;
 }
 
 std::string dumpCompact(const json& document) {
@@ -38,20 +52,14 @@ std::string dumpCompact(const json& document) {
 
 JSON_FILE_STATUS loadJSONFile(const std::string& path, json& document) {
     document = nullptr;
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) {
-        return errno == ENOENT || errno == ENOTDIR ? JSON_FILE_STATUS::NOT_FOUND
-                                                   : JSON_FILE_STATUS::UNREADABLE;
-    }
     // Only files are read: a device may never end (/dev/zero), a pipe may never be written.
-    if (!S_ISREG(info.st_mode)) return JSON_FILE_STATUS::UNREADABLE;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return JSON_FILE_STATUS::UNREADABLE;
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (file.bad()) return JSON_FILE_STATUS::UNREADABLE;
-    return parseJSONFile(String(content.str()), document) ? JSON_FILE_STATUS::SUCCESS
-                                                          : JSON_FILE_STATUS::INVALID_JSON;
+    std::string content;
+    const int error = detail::readRegularFile(path, content);
+    if (error != 0)
+        return error == ENOENT || error == ENOTDIR ? JSON_FILE_STATUS::NOT_FOUND
+                                                   : JSON_FILE_STATUS::UNREADABLE;
+    return parseJSONFile(String(content), document) ? JSON_FILE_STATUS::SUCCESS
+                                                    : JSON_FILE_STATUS::INVALID_JSON;
 }
 
 JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, bool indented) {
@@ -64,24 +72,11 @@ JSON_FILE_STATUS saveJSONFile(const std::string& path, const json& document, boo
     }
     content += '\n';
 
-    // A link is followed: the file it names is replaced, and the link stays.
-    std::string target = path;
-    if (char* resolved = ::realpath(path.c_str(), nullptr)) {
-        target = resolved;
-        std::free(resolved);
-    }
-    struct stat existing {};
-    const bool exists = ::stat(target.c_str(), &existing) == 0;
-    if (exists && S_ISDIR(existing.st_mode)) return JSON_FILE_STATUS::UNWRITABLE;
-    if (exists && !S_ISREG(existing.st_mode)) {
-        // Renaming over a device or a pipe would put a plain file in its place.
-        return writeInPlace(target, content) ? JSON_FILE_STATUS::SUCCESS : JSON_FILE_STATUS::UNWRITABLE;
-    }
-
-    detail::ReplacingFile file(target);
-    if (!file.write(content.data(), content.size()) || !file.commit(true))
-        return JSON_FILE_STATUS::UNWRITABLE;
-    return JSON_FILE_STATUS::SUCCESS;
+    // A link is followed: the file it names is replaced, and the link stays; a device or a pipe is written
+    // in place.
+    return detail::replaceFile(path, content.data(), content.size(), true) == 0
+               ? JSON_FILE_STATUS::SUCCESS
+               : JSON_FILE_STATUS::UNWRITABLE;
 }
 
 bool getString(const json& object, const std::string& key, std::string& out, bool verbose) {

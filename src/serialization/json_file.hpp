@@ -14,7 +14,8 @@ namespace vela {
 
 using json = nlohmann::json;
 
-/// Parses `text`; true when it is one JSON document. On failure `document` is null.
+/// Parses `text`; true when it is one JSON document nested at most kMaxJSONDepth deep. On failure
+/// `document` is null. The parse itself takes no stack in proportion to the depth.
 bool parseJSONFile(const String& text, json& document);
 
 /// Reads and parses the file at `path`; on failure `document` is null and the result says why. Only regular

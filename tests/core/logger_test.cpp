@@ -1,8 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <string>
@@ -145,6 +150,74 @@ TEST_F(CapturedLogger, removed_sinks_are_never_called_again) {
     EXPECT_EQ(calls, seen);
     EXPECT_FALSE(logger.removeSink(kName, sink));
     EXPECT_EQ(drain().size(), 102u);  // the other sinks saw everything
+}
+
+// Runs `body` on its own thread and fails the test if it has not finished within a generous time: the logger
+// has deadlocked, and the process is ended rather than left hanging.
+void finishesInTime(const std::function<void()>& body) {
+    auto done = std::make_shared<std::promise<void>>();
+    std::future<void> finished = done->get_future();
+    std::thread([body, done] {
+        body();
+        done->set_value();
+    }).detach();
+    if (finished.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+        ADD_FAILURE() << "deadlocked";
+        std::fflush(nullptr);
+        std::_Exit(1);
+    }
+}
+
+TEST_F(CapturedLogger, a_callback_may_flush_log_and_remove_its_own_sink) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    finishesInTime([&] {
+        std::atomic<int> calls{0};
+        std::atomic<TarnLogger::SinkId> self{0};
+        const TarnLogger::SinkId sink =
+            logger.addCallbackSink(kName, [&](LOG_LEVEL, const std::string& text) {
+                ++calls;
+                logger.flush();  // returns at once: the back end cannot wait for itself
+                if (text == "ping") logger.log(kName, LOG_LEVEL::ERROR, "pong");
+                if (text == "remove") {
+                    EXPECT_TRUE(logger.removeSink(kName, self));
+                }
+            });
+        self = sink;
+        logger.log(kName, LOG_LEVEL::ERROR, "ping");
+        logger.log(kName, LOG_LEVEL::ERROR, "remove");
+        logger.log(kName, LOG_LEVEL::ERROR, "after");
+        logger.flush();
+        EXPECT_EQ(calls, 3) << "ping, then pong delivered at once, then remove";
+        EXPECT_FALSE(logger.removeSink(kName, sink));
+    });
+    std::vector<std::string> texts;
+    for (const auto& message : drain())
+        texts.push_back(message.second);
+    EXPECT_EQ(texts, (std::vector<std::string>{"ping", "pong", "remove", "after"}));
+}
+
+TEST_F(CapturedLogger, a_burst_larger_than_the_queue_through_a_forwarding_callback_arrives_whole_thread) {
+    TarnLogger& logger = TarnLogger::get_instance();
+    logger.registerLogger(LOGGER_NAME::MAPPING, LOG_LEVEL::WARNING, false);
+    vela::test::LogCapture forwarded(LOGGER_NAME::MAPPING, LOG_LEVEL::WARNING);
+    constexpr int kMessages = 30000;  // several times the queue
+    finishesInTime([&] {
+        const TarnLogger::SinkId sink =
+            logger.addCallbackSink(kName, [&](LOG_LEVEL level, const std::string& text) {
+                logger.log(LOGGER_NAME::MAPPING, level, "forwarded " + text);
+            });
+        std::thread other([&] {
+            for (int i = 0; i < kMessages / 2; ++i)
+                logger.log(kName, LOG_LEVEL::ERROR, "burst");
+        });
+        for (int i = 0; i < kMessages / 2; ++i)
+            logger.log(kName, LOG_LEVEL::ERROR, "burst");
+        other.join();
+        logger.flush();
+        logger.removeSink(kName, sink);
+    });
+    EXPECT_EQ(drain().size(), static_cast<size_t>(kMessages));
+    EXPECT_EQ(forwarded.take().size(), static_cast<size_t>(kMessages));
 }
 
 TEST(TarnLogger, library_logger_is_registered_at_first_use_at_warning_level) {

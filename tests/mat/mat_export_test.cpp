@@ -135,7 +135,7 @@ TEST(SavePointCloudAs, the_extension_is_appended_unless_the_name_ends_with_it) {
     EXPECT_EQ(dir.names(), (std::vector<std::string>{"a.ply", "b.ply", "c.PLY.ply", "d.ply.txt.ply"}));
 }
 
-TEST(SavePointCloudAs, existing_files_named_like_the_output_or_the_temporary_are_replaced) {
+TEST(SavePointCloudAs, an_existing_output_is_replaced_and_a_file_at_the_temporary_name_left_alone) {
     const TempDir dir;
     for (const char* name : {"cloud.ply", "cloud.ply_tmp0.txt"}) {
         std::FILE* stale = std::fopen(dir.path(name).c_str(), "w");
@@ -143,8 +143,10 @@ TEST(SavePointCloudAs, existing_files_named_like_the_output_or_the_temporary_are
         std::fclose(stale);
     }
     ASSERT_TRUE(savePointCloudAs(smallCloud(), POINT_CLOUD_FORMAT::PLY, dir.path("cloud"), false));
-    EXPECT_EQ(dir.names(), std::vector<std::string>{"cloud.ply"});
+    // The temporary is a fresh name starting with the old one; what another program left there is its own.
+    EXPECT_EQ(dir.names(), (std::vector<std::string>{"cloud.ply", "cloud.ply_tmp0.txt"}));
     EXPECT_EQ(readFile(dir.path("cloud.ply")), kCloudFiles[4].content);  // PLY without colour
+    EXPECT_EQ(readFile(dir.path("cloud.ply_tmp0.txt")), "stale\n");
 }
 
 TEST(SavePointCloudAs, refuses_what_it_cannot_read_and_writes_nothing) {

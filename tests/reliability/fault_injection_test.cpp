@@ -7,6 +7,7 @@
 #include <vela/vela.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -26,17 +27,19 @@
 // The test executable's host allocator refuses arrays past 1 TiB, as one on a machine with less memory
 // would, by throwing: the sanitizers' allocators abort on such requests instead. Everything else is served
 // by malloc, so that arrays are released consistently whoever releases them.
+// A test may lower the limit for a while to make an ordinary allocation fail.
 namespace {
 constexpr size_t kLargestArray = size_t{1} << 40;
+std::atomic<size_t> largestArray{kLargestArray};
 }  // namespace
 
 void* operator new[](size_t bytes) {
-    if (bytes > kLargestArray) throw std::bad_alloc();
+    if (bytes > largestArray.load()) throw std::bad_alloc();
     if (void* block = std::malloc(bytes == 0 ? 1 : bytes)) return block;
     throw std::bad_alloc();
 }
 void* operator new[](size_t bytes, const std::nothrow_t&) noexcept {
-    return bytes > kLargestArray ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
+    return bytes > largestArray.load() ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
 }
 void operator delete[](void* block) noexcept {
     std::free(block);
@@ -337,6 +340,30 @@ TEST(FaultInjection, a_refused_host_array_leaves_the_mat_owning_nothing) {
     EXPECT_EQ(log.texts(),
               (std::vector<std::string>{"[Mat]  alloc" + refused, "[Mat]  updateCPUfromGPU" + refused}));
     EXPECT_EQ(sim::liveAllocations(), before);
+}
+
+TEST(FaultInjection, a_read_whose_allocation_fails_leaves_the_mat_as_it_was) {
+    const std::string path = ::testing::TempDir() + "vela_read_allocation.png";
+    Mat image(32, 32, MAT_TYPE::U8_C3);
+    image.setTo(Vector3<unsigned char>(1, 2, 3));
+    ASSERT_EQ(image.write(path.c_str()), ERROR_CODE::SUCCESS);
+    Mat mat(4, 4, MAT_TYPE::U16_C1);
+    mat.setTo<uint16_t>(4321);
+    const unsigned char* buffer = mat.cpuBuffer.get();
+    test::LogCapture log(LOGGER_NAME::VELA, LOG_LEVEL::ERROR);
+    largestArray = 1024;  // the decoded image fits, its host array of 3072 bytes does not
+    const ERROR_CODE status = mat.read(path.c_str());
+    largestArray = kLargestArray;
+    EXPECT_EQ(status, ERROR_CODE::FAILURE);
+    EXPECT_EQ(mat.cpuBuffer.get(), buffer);
+    EXPECT_EQ(mat.width, 4u);
+    EXPECT_EQ(mat.dataType, MAT_TYPE::U16_C1);
+    uint16_t value = 0;
+    mat.getValue(3, 3, &value);
+    EXPECT_EQ(value, 4321);
+    EXPECT_EQ(log.texts(),
+              std::vector<std::string>{"[Mat]  alloc cannot allocate 3072 bytes of host memory."});
+    std::remove(path.c_str());
 }
 
 TEST(FaultInjection, conversion_with_a_buffer_that_could_not_be_allocated_launches_nothing) {

@@ -39,6 +39,12 @@ struct LoggerEntry;
 /// Process-wide registry of named loggers with asynchronous delivery: a message that passes its logger's
 /// level is formatted on the calling thread and written by one back-end thread, in order.
 /// The VELA logger is registered at first use, writing to standard error at WARNING.
+///
+/// The queue holds 8192 messages; a thread that logs while it is full waits for room, so no message is
+/// dropped. A sink callback may call any member of the registry: a message it logs is handed to that
+/// logger's sinks at once on the back-end thread, ahead of messages still queued, so it never waits for the
+/// queue (nested past four levels, as when two callbacks answer each other, it is dropped); flush() from a
+/// callback returns at once; removeSink() from a callback takes effect at once.
 class VELA_API TarnLogger {
   public:
     /// Receives each emitted message's level and text, on the back-end thread.
@@ -66,12 +72,12 @@ class VELA_API TarnLogger {
     SinkId addFileSink(LOGGER_NAME name, const std::string& path);
     /// Hands the logger's messages to `callback`; 0 when the logger is not registered.
     SinkId addCallbackSink(LOGGER_NAME name, Callback callback);
-    /// Detaches a sink; once this returns, a callback sink is never called again. False when `sink` is
-    /// not attached to `name`.
+    /// Detaches a sink; once this returns, a callback sink is never called again and no call of it is under
+    /// way (unless this is called from that very call). False when `sink` is not attached to `name`.
     bool removeSink(LOGGER_NAME name, SinkId sink);
     /// Queues an already formatted message when it passes the logger's level.
     void log(LOGGER_NAME name, LOG_LEVEL level, const std::string& message);
-    /// Blocks until every message queued so far has reached all sinks.
+    /// Blocks until every message queued so far has reached all sinks; from a sink callback, returns at once.
     void flush();
 
     /// The logger entry for `name`, or null when there is none; the entry lives as long as the registry.

@@ -64,10 +64,16 @@ class VELA_API Mat {
     /// Allocates a grid of `resolution` of `type` on `mem` (see alloc).
     Mat(Resolution resolution, MAT_TYPE type, MEM mem = MEM::CPU);
     /// Wraps one user buffer (host for CPU, GPU for GPU) of rows `step` bytes apart, without owning it.
+    /// A step smaller than a packed row (width x element bytes) is refused: logged, and the Mat stays empty.
+    /// A larger step is kept, and copies to or from the GPU, setTo and the file writers honour it; but host
+    /// element access (getValue, setValue, getPtr arithmetic) and host-to-host copies (copyTo, setFrom,
+    /// clone) treat host rows as packed, using the first width x element bytes x height bytes of the
+    /// buffer. Wrap packed host rows, or copy into an owned Mat, to address host elements by row.
     Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
     /// Wraps one user buffer of `resolution`, rows `step` bytes apart, without owning it.
     Mat(Resolution resolution, MAT_TYPE type, unsigned char* ptr, size_t step, MEM mem);
-    /// Wraps a user host buffer and a user GPU buffer (MEM_BOTH), without owning them.
+    /// Wraps a user host buffer and a user GPU buffer (MEM_BOTH), without owning them; steps are checked
+    /// and host rows treated as in the single-buffer form.
     Mat(size_t width, size_t height, MAT_TYPE type, unsigned char* ptrCPU, size_t stepCPU,
         unsigned char* ptrGPU, size_t stepGPU);
     /// Wraps a user host buffer and a user GPU buffer of `resolution` (MEM_BOTH), without owning them.

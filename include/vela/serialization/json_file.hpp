@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "vela/core/export.hpp"
@@ -7,12 +8,16 @@
 
 namespace vela {
 
+/// The deepest nesting of arrays and objects that a JSON document read by the library may have; a deeper
+/// document is refused as invalid, because processing it would take stack in proportion to its depth.
+constexpr size_t kMaxJSONDepth = 512;
+
 /// Outcome of reading or writing a JSON file; each failure has its own value.
 enum class JSON_FILE_STATUS : int32_t {
     SUCCESS = 0,
     NOT_FOUND = 1,     ///< no file at the path
     UNREADABLE = 2,    ///< the path exists but cannot be read (permissions, not a regular file, an I/O error)
-    INVALID_JSON = 3,  ///< the file was read but does not hold one JSON document
+    INVALID_JSON = 3,  ///< the file was read but does not hold one JSON document (or nests too deep)
     UNWRITABLE = 4,    ///< the file could not be written completely; the previous file is untouched
 };
 
