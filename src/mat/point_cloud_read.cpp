@@ -437,6 +437,74 @@ const char* afterLastBlank(const Source& source) {
     return source.begin();
 }
 
+// The rows nearly every binary file has: little-endian float x, y and z, and no colour, a packed colour word
+// or red, green and blue bytes, each once; with the offsets of those values in the row.
+struct CommonLayout {
+    enum Colour { NONE, PACKED, BYTES };
+    size_t xyz[3] = {0, 0, 0};
+    size_t rgb[3] = {0, 0, 0};  ///< the packed word's offset first
+    Colour colour = NONE;
+};
+
+bool commonLayout(const std::vector<Column>& columns, CommonLayout& layout) {
+    int seen[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    size_t offset = 0;
+    for (const Column& column : columns) {
+        const int role = static_cast<int>(column.role);
+        ++seen[role];
+        if (column.role == Role::X || column.role == Role::Y || column.role == Role::Z) {
+            if (column.type != Scalar::F32) return false;
+            layout.xyz[role - static_cast<int>(Role::X)] = offset;
+        } else if (column.role == Role::RED || column.role == Role::GREEN || column.role == Role::BLUE) {
+            if (column.type != Scalar::U8) return false;
+            layout.rgb[role - static_cast<int>(Role::RED)] = offset;
+        } else if (column.role == Role::PACKED) {
+            layout.rgb[0] = offset;
+        }
+        offset += column.count * sizeOf(column.type);
+    }
+    const auto once = [&](Role role) { return seen[static_cast<int>(role)] == 1; };
+    const auto none = [&](Role role) { return seen[static_cast<int>(role)] == 0; };
+    if (!once(Role::X) || !once(Role::Y) || !once(Role::Z)) return false;
+    if (none(Role::RED) && none(Role::GREEN) && none(Role::BLUE) &&
+        seen[static_cast<int>(Role::PACKED)] <= 1) {
+        layout.colour = once(Role::PACKED) ? CommonLayout::PACKED : CommonLayout::NONE;
+        return true;
+    }
+    layout.colour = CommonLayout::BYTES;
+    return once(Role::RED) && once(Role::GREEN) && once(Role::BLUE) && none(Role::PACKED);
+}
+
+// A float's bits as they come back through a double: a signalling NaN turns quiet, as in the general path.
+inline uint32_t quieted(uint32_t bits) {
+    return bits | static_cast<uint32_t>((bits & 0x7FFFFFFFu) > 0x7F800000u) << 22;
+}
+
+// `rows` rows of the common layout from `row` on, stored as points `first` onwards.
+template <CommonLayout::Colour kColour, typename Store>
+void readCommonRows(const char* row, size_t rows, size_t rowBytes, const CommonLayout& layout, size_t first,
+                    Store& store) {
+    for (size_t k = 0; k < rows; ++k, row += rowBytes) {
+        uint32_t words[4] = {0, 0, 0, 0};
+        for (size_t axis = 0; axis < 3; ++axis) {
+            std::memcpy(&words[axis], row + layout.xyz[axis], 4);
+            words[axis] = quieted(words[axis]);
+        }
+        if constexpr (kColour == CommonLayout::PACKED) {
+            uint32_t packed;  // 0x??RRGGBB to the bytes red, green, blue, 0
+            std::memcpy(&packed, row + layout.rgb[0], 4);
+            words[3] = (packed >> 16 & 0xFFu) | (packed & 0xFF00u) | (packed & 0xFFu) << 16;
+        } else if constexpr (kColour == CommonLayout::BYTES) {
+            words[3] = uint32_t{static_cast<unsigned char>(row[layout.rgb[0]])} |
+                       uint32_t{static_cast<unsigned char>(row[layout.rgb[1]])} << 8 |
+                       uint32_t{static_cast<unsigned char>(row[layout.rgb[2]])} << 16;
+        }
+        Point point;
+        std::memcpy(&point, words, sizeof point);
+        store(first + k, point);
+    }
+}
+
 // Calls `store(i, point)` for `count` rows of `columns` from the source's window on. False at the first row
 // that is malformed or missing (`failedAt`), or with `failure` set when the file cannot be read.
 template <typename Store>
@@ -457,6 +525,8 @@ bool readRows(Source& source, const std::vector<Column>& columns, size_t count, 
             if (column.role != Role::NONE) fields.push_back({&column, rowBytes});
             rowBytes += column.count * sizeOf(column.type);  // cannot overflow: checked with the header
         }
+        CommonLayout common;
+        const bool isCommon = !bigEndian && commonLayout(columns, common);
         while (i < count) {
             const size_t rows = std::min(count - i, source.available() / rowBytes);
             if (rows == 0) {
@@ -465,13 +535,23 @@ bool readRows(Source& source, const std::vector<Column>& columns, size_t count, 
                 continue;
             }
             const char* row = source.begin();
-            for (const size_t last = i + rows; i < last; ++i, row += rowBytes) {
-                Point point;
-                for (const Field& field : fields)
-                    assign(*field.column, valueAt(field.column->type, row + field.offset, bigEndian), point);
-                store(i, point);
-            }
-            source.consume(row);
+            if (isCommon && common.colour == CommonLayout::NONE)
+                readCommonRows<CommonLayout::NONE>(row, rows, rowBytes, common, i, store);
+            else if (isCommon && common.colour == CommonLayout::PACKED)
+                readCommonRows<CommonLayout::PACKED>(row, rows, rowBytes, common, i, store);
+            else if (isCommon)
+                readCommonRows<CommonLayout::BYTES>(row, rows, rowBytes, common, i, store);
+            else
+                for (size_t k = 0; k < rows; ++k) {
+                    Point point;
+                    for (const Field& field : fields)
+                        assign(*field.column,
+                               valueAt(field.column->type, row + k * rowBytes + field.offset, bigEndian),
+                               point);
+                    store(i + k, point);
+                }
+            i += rows;
+            source.consume(row + rows * rowBytes);
         }
         failedAt = i;
         return i == count;
