@@ -6,6 +6,7 @@
 // all of them read.
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +24,10 @@
 #include <vector>
 
 #include <lzf.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/logging.hpp"
 #include "vela/mat/point_cloud_files.hpp"
@@ -409,7 +414,7 @@ class Source {
     bool grow(size_t newCapacity, Failure& failure) {
         try {
             std::unique_ptr<char[]> larger(new char[newCapacity]);
-            std::memcpy(larger.get(), buffer.get(), tail);
+            if (tail > 0) std::memcpy(larger.get(), buffer.get(), tail);
             buffer = std::move(larger);
             capacity = newCapacity;
             return true;
@@ -480,24 +485,51 @@ inline uint32_t quieted(uint32_t bits) {
     return bits | static_cast<uint32_t>((bits & 0x7FFFFFFFu) > 0x7F800000u) << 22;
 }
 
+// The colour bytes red, green, blue, 0 of a row of the common layout, as a little-endian word.
+template <CommonLayout::Colour kColour>
+uint32_t colourWord(const char* row, const CommonLayout& layout) {
+    if constexpr (kColour == CommonLayout::PACKED) {
+        uint32_t packed;  // 0x??RRGGBB
+        std::memcpy(&packed, row + layout.rgb[0], 4);
+        return (packed >> 16 & 0xFFu) | (packed & 0xFF00u) | (packed & 0xFFu) << 16;
+    } else if constexpr (kColour == CommonLayout::BYTES) {
+        return uint32_t{static_cast<unsigned char>(row[layout.rgb[0]])} |
+               uint32_t{static_cast<unsigned char>(row[layout.rgb[1]])} << 8 |
+               uint32_t{static_cast<unsigned char>(row[layout.rgb[2]])} << 16;
+    }
+    return 0;
+}
+
 // `rows` rows of the common layout from `row` on, stored as points `first` onwards.
 template <CommonLayout::Colour kColour, typename Store>
 void readCommonRows(const char* row, size_t rows, size_t rowBytes, const CommonLayout& layout, size_t first,
                     Store& store) {
-    for (size_t k = 0; k < rows; ++k, row += rowBytes) {
-        uint32_t words[4] = {0, 0, 0, 0};
+    size_t k = 0;
+#if defined(__SSE2__)
+    // x, y and z side by side: one 16-byte load where 16 bytes are left from x to the last row's end, the
+    // NaN test four lanes at a time, the colour word into the fourth lane.
+    if (layout.xyz[1] == layout.xyz[0] + 4 && layout.xyz[2] == layout.xyz[0] + 8) {
+        const __m128i magnitude = _mm_set1_epi32(0x7FFFFFFF);
+        const __m128i infinity = _mm_set1_epi32(0x7F800000);
+        const __m128i quiet = _mm_set1_epi32(0x00400000);
+        const __m128i xyzLanes = _mm_setr_epi32(-1, -1, -1, 0);
+        for (; k < rows && (rows - k) * rowBytes - layout.xyz[0] >= 16; ++k, row += rowBytes) {
+            __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + layout.xyz[0]));
+            const __m128i nan = _mm_cmpgt_epi32(_mm_and_si128(words, magnitude), infinity);
+            words = _mm_and_si128(_mm_or_si128(words, _mm_and_si128(nan, quiet)), xyzLanes);
+            const auto colour = static_cast<int>(colourWord<kColour>(row, layout));
+            words = _mm_or_si128(words, _mm_slli_si128(_mm_cvtsi32_si128(colour), 12));
+            Point point;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(&point), words);
+            store(first + k, point);
+        }
+    }
+#endif
+    for (; k < rows; ++k, row += rowBytes) {
+        uint32_t words[4] = {0, 0, 0, colourWord<kColour>(row, layout)};
         for (size_t axis = 0; axis < 3; ++axis) {
             std::memcpy(&words[axis], row + layout.xyz[axis], 4);
             words[axis] = quieted(words[axis]);
-        }
-        if constexpr (kColour == CommonLayout::PACKED) {
-            uint32_t packed;  // 0x??RRGGBB to the bytes red, green, blue, 0
-            std::memcpy(&packed, row + layout.rgb[0], 4);
-            words[3] = (packed >> 16 & 0xFFu) | (packed & 0xFF00u) | (packed & 0xFFu) << 16;
-        } else if constexpr (kColour == CommonLayout::BYTES) {
-            words[3] = uint32_t{static_cast<unsigned char>(row[layout.rgb[0]])} |
-                       uint32_t{static_cast<unsigned char>(row[layout.rgb[1]])} << 8 |
-                       uint32_t{static_cast<unsigned char>(row[layout.rgb[2]])} << 16;
         }
         Point point;
         std::memcpy(&point, words, sizeof point);
@@ -877,7 +909,17 @@ bool looksLikePcd(const char* begin, const char* end) {
 // A new F32_C4 host Mat of `width` x `height` points, or false with the reason.
 bool allocatePoints(size_t width, size_t height, Mat& points, Failure& failure) {
     points.alloc(width, height, MAT_TYPE::F32_C4, MEM::CPU);
-    if (points.cpuBuffer != nullptr) return true;
+    if (points.cpuBuffer != nullptr) {
+        // The points are written once, front to back: on huge pages that costs one page fault in 512,
+        // which is most of the time a large cloud takes beyond copying the file. Only a hint.
+        constexpr uintptr_t kHugePage = uintptr_t{1} << 21;
+        const auto start = reinterpret_cast<uintptr_t>(points.cpuBuffer.get());
+        const uintptr_t end = start + width * height * sizeof(Point);
+        const uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+        if (end > first + kHugePage)
+            ::madvise(reinterpret_cast<void*>(first), (end - first) & ~(kHugePage - 1), MADV_HUGEPAGE);
+        return true;
+    }
     failure.reason = "no memory for " + std::to_string(width * height) + " points";
     return false;
 }

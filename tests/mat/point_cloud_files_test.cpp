@@ -401,21 +401,22 @@ TEST(ReadPointCloud, compressed_pcd_holds_the_fields_one_after_another_in_an_lzf
 // the fast path for float rows must give the same bits.
 TEST(ReadPointCloud, a_signalling_nan_reads_back_quiet_with_its_payload_on_every_path) {
     const TempDir dir;
-    std::string row;
-    for (const uint32_t bits : {0x7F800001u, 0xFFA00000u, 0x3F800000u})
-        appendBytes(row, bits);
-    const std::string head = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nPOINTS 1\nDATA ";
-    writeText(dir.path("fast.pcd"), head + "binary\n" + row);
-    writeText(dir.path("general.pcd"), head + "binary_compressed\n" + sizes(13, 12) + "\x0b" + row);
+    std::string rows, columns;  // the same two points by rows and, for the compressed file, by fields
+    for (const uint32_t bits : {0x7F800001u, 0xFFA00000u, 0x3F800000u, 0x7F800000u, 0x7FC00000u, 0xFF800100u})
+        appendBytes(rows, bits);
+    for (const uint32_t bits : {0x7F800001u, 0x7F800000u, 0xFFA00000u, 0x7FC00000u, 0x3F800000u, 0xFF800100u})
+        appendBytes(columns, bits);
+    const std::string head = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nPOINTS 2\nDATA ";
+    writeText(dir.path("fast.pcd"), head + "binary\n" + rows);
+    writeText(dir.path("general.pcd"), head + "binary_compressed\n" + sizes(25, 24) + "\x17" + columns);
     for (const char* name : {"fast.pcd", "general.pcd"}) {
         Mat read;
         ASSERT_EQ(readPointCloud(dir.path(name), read), ERROR_CODE::SUCCESS) << name;
-        uint32_t words[4];
-        std::memcpy(words, read.getPtr<float>(), sizeof words);
-        EXPECT_EQ(words[0], 0x7FC00001u) << name;
-        EXPECT_EQ(words[1], 0xFFE00000u) << name;
-        EXPECT_EQ(words[2], 0x3F800000u) << name;
-        EXPECT_EQ(words[3], 0u) << name;
+        std::vector<uint32_t> words(8);
+        std::memcpy(words.data(), read.getPtr<float>(), 32);
+        EXPECT_EQ(words, (std::vector<uint32_t>{0x7FC00001u, 0xFFE00000u, 0x3F800000u, 0, 0x7F800000u,
+                                                0x7FC00000u, 0xFFC00100u, 0}))
+            << name;
     }
 }
 
