@@ -509,16 +509,34 @@ void readCommonRows(const char* row, size_t rows, size_t rowBytes, const CommonL
     // x, y and z side by side: one 16-byte load where 16 bytes are left from x to the last row's end, the
     // NaN test four lanes at a time, the colour word into the fourth lane.
     if (layout.xyz[1] == layout.xyz[0] + 4 && layout.xyz[2] == layout.xyz[0] + 8) {
+        // The colour right after z (as vela and most tools write it) is in the same load: a packed word has
+        // its red and blue bytes swapped in place, colour bytes keep the lowest three.
+        const bool adjacent = (kColour == CommonLayout::PACKED && layout.rgb[0] == layout.xyz[0] + 12) ||
+                              (kColour == CommonLayout::BYTES && layout.rgb[0] == layout.xyz[0] + 12 &&
+                               layout.rgb[1] == layout.rgb[0] + 1 && layout.rgb[2] == layout.rgb[0] + 2);
         const __m128i magnitude = _mm_set1_epi32(0x7FFFFFFF);
         const __m128i infinity = _mm_set1_epi32(0x7F800000);
-        const __m128i quiet = _mm_set1_epi32(0x00400000);
+        const __m128i quiet = _mm_setr_epi32(0x00400000, 0x00400000, 0x00400000, 0);
         const __m128i xyzLanes = _mm_setr_epi32(-1, -1, -1, 0);
+        const __m128i colourLane = _mm_setr_epi32(0, 0, 0, 0x00FFFFFF);
+        const __m128i byte = _mm_set1_epi32(0xFF);
+        const __m128i middle = _mm_set1_epi32(0xFF00);
         for (; k < rows && (rows - k) * rowBytes - layout.xyz[0] >= 16; ++k, row += rowBytes) {
-            __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + layout.xyz[0]));
-            const __m128i nan = _mm_cmpgt_epi32(_mm_and_si128(words, magnitude), infinity);
-            words = _mm_and_si128(_mm_or_si128(words, _mm_and_si128(nan, quiet)), xyzLanes);
-            const auto colour = static_cast<int>(colourWord<kColour>(row, layout));
-            words = _mm_or_si128(words, _mm_slli_si128(_mm_cvtsi32_si128(colour), 12));
+            const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + layout.xyz[0]));
+            const __m128i nan = _mm_cmpgt_epi32(_mm_and_si128(loaded, magnitude), infinity);
+            __m128i words = _mm_and_si128(_mm_or_si128(loaded, _mm_and_si128(nan, quiet)), xyzLanes);
+            if (adjacent && kColour == CommonLayout::PACKED) {
+                const __m128i swapped =
+                    _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_srli_epi32(loaded, 16), byte),
+                                              _mm_and_si128(loaded, middle)),
+                                 _mm_slli_epi32(_mm_and_si128(loaded, byte), 16));
+                words = _mm_or_si128(words, _mm_and_si128(swapped, colourLane));
+            } else if (adjacent) {
+                words = _mm_or_si128(words, _mm_and_si128(loaded, colourLane));
+            } else {
+                const auto colour = static_cast<int>(colourWord<kColour>(row, layout));
+                words = _mm_or_si128(words, _mm_slli_si128(_mm_cvtsi32_si128(colour), 12));
+            }
             Point point;
             _mm_storeu_si128(reinterpret_cast<__m128i*>(&point), words);
             store(first + k, point);
