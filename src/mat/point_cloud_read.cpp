@@ -928,14 +928,14 @@ bool looksLikePcd(const char* begin, const char* end) {
 bool allocatePoints(size_t width, size_t height, Mat& points, Failure& failure) {
     points.alloc(width, height, MAT_TYPE::F32_C4, MEM::CPU);
     if (points.cpuBuffer != nullptr) {
-        // The points are written once, front to back: on huge pages that costs one page fault in 512,
-        // which is most of the time a large cloud takes beyond copying the file. Only a hint.
-        constexpr uintptr_t kHugePage = uintptr_t{1} << 21;
-        const auto start = reinterpret_cast<uintptr_t>(points.cpuBuffer.get());
-        const uintptr_t end = start + width * height * sizeof(Point);
-        const uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
-        if (end > first + kHugePage)
-            ::madvise(reinterpret_cast<void*>(first), (end - first) & ~(kHugePage - 1), MADV_HUGEPAGE);
+        // The points are written once, front to back: on huge pages a large cloud takes one page fault
+        // where 4 KiB pages take 512. Only a hint, which the kernel may ignore.
+        constexpr size_t kHugePage = size_t{1} << 21;
+        unsigned char* const start = points.cpuBuffer.get();
+        const size_t bytes = width * height * sizeof(Point);
+        const size_t skip = (kHugePage - reinterpret_cast<uintptr_t>(start) % kHugePage) % kHugePage;
+        if (bytes > skip + kHugePage)
+            ::madvise(start + skip, (bytes - skip) & ~(kHugePage - 1), MADV_HUGEPAGE);
         return true;
     }
     failure.reason = "no memory for " + std::to_string(width * height) + " points";
