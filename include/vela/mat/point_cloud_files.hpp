@@ -18,8 +18,8 @@ namespace vela {
 enum class FILE_ENCODING : int32_t {
     BINARY = 0,  ///< raw little-endian values: small, fast and exact
     ASCII = 1,   ///< text, each float with the fewest digits that read back to the same float
-    /// PCD only: `binary_compressed`, the fields one after another in one LZF stream; about half the size
-    /// of binary for a camera's cloud, and what recording tools commonly write
+    /// PCD only: `binary_compressed`, the fields one after another in one LZF stream; smaller where
+    /// neighbouring values repeat, and the form recording tools commonly write
     BINARY_COMPRESSED = 2,
 };
 
