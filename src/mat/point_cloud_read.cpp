@@ -2,8 +2,9 @@
 // block (or the longest header, line or row when that is longer). Binary rows of one size are read at fixed
 // offsets, whole rows of a block at a time; other values are taken through a cursor over the complete part
 // of the block, and a row it runs out of is read again once more of the file is there. No input makes the
-// reader look past what it has read. Points are filled into a new Mat that replaces the caller's only once
-// all of them read.
+// reader look past what it has read. A compressed PCD holds its fields one after another in one LZF stream,
+// which is read and expanded whole once its sizes agree with the header. Points are filled into a new Mat
+// that replaces the caller's only once all of them read.
 
 #include <fcntl.h>
 #include <sys/mman.h>
