@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <type_traits>
 
@@ -93,6 +94,27 @@ void save_open3d(benchmark::State& state, Size size, const char* extension, bool
     countPoints(state, cloud(size));
 }
 
+void save_pcl_compressed(benchmark::State& state, Size size) {
+    const pcl::PointCloud<pcl::PointXYZRGB> points = pclCloud<pcl::PointXYZRGB>(cloud(size));
+    const std::string path = scratchPath("pcl_compressed.pcd");
+    for (auto _ : state)
+        if (pcl::io::savePCDFileBinaryCompressed(path, points) != 0)
+            state.SkipWithError("the PCL writer failed");
+    state.counters["file_bytes"] = static_cast<double>(std::filesystem::file_size(path));
+}
+
+// PCL's reader of the compressed file vela writes, into its own XYZRGB cloud.
+void load_pcl_compressed(benchmark::State& state, Size size) {
+    const std::string path = scratchPath("pcl_read_compressed.pcd");
+    writePointCloud(cloud(size), path, POINT_CLOUD_FORMAT::PCD,
+                    {FILE_ENCODING::BINARY_COMPRESSED, true, false});
+    for (auto _ : state) {
+        pcl::PointCloud<pcl::PointXYZRGB> points;
+        if (pcl::io::loadPCDFile(path, points) != 0) state.SkipWithError("the PCL reader failed");
+        benchmark::DoNotOptimize(points.data());
+    }
+}
+
 [[maybe_unused]] const bool registered = [] {
     for (const Size size : kSizes) {
         for (bool ply : {false, true}) {
@@ -106,6 +128,8 @@ void save_open3d(benchmark::State& state, Size size, const char* extension, bool
             add(binary, size, "open3d", save_open3d, ply ? "ply" : "pcd", true, true);
         }
         add("savePointCloudAs_xyz", size, "open3d", save_open3d, "xyz", false, false);
+        add("pcd_compressed_rgb", size, "pcl", save_pcl_compressed);
+        add("read_pcd_compressed_rgb", size, "pcl", load_pcl_compressed);
     }
     return true;
 }();

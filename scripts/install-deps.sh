@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(cmake make g++ pkg-config ccache clang-format clang-tidy clang libclang-rt-14-dev doxygen
           libgtest-dev libbenchmark-dev
-          libopencv-dev libeigen3-dev nlohmann-json3-dev libspdlog-dev libfmt-dev
+          libopencv-dev libeigen3-dev nlohmann-json3-dev libspdlog-dev libfmt-dev liblzf-dev
           # the Python module and its tests
           python3-dev pybind11-dev python3-pybind11 python3-numpy libdlpack-dev python3-pytest
           # readers the file tests open vela's point clouds with, and the peers the benchmarks compare against

@@ -354,7 +354,8 @@ void bindMat(py::module_& m) {
 
     {
         using E = FILE_ENCODING;
-        bindEnum<E>(m, "FILE_ENCODING", {VELA_PY_VALUE(BINARY), VELA_PY_VALUE(ASCII)});
+        bindEnum<E>(m, "FILE_ENCODING",
+                    {VELA_PY_VALUE(BINARY), VELA_PY_VALUE(ASCII), VELA_PY_VALUE(BINARY_COMPRESSED)});
     }
     py::class_<PointCloudWriteOptions>(m, "PointCloudWriteOptions", py::module_local())
         .def(py::init([](FILE_ENCODING encoding, bool withColor, bool keepInvalid) {

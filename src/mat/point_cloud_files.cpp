@@ -13,8 +13,12 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
+
+#include <lzf.h>
 
 #include "core/logging.hpp"
 #include "core/replacing_file.hpp"
@@ -66,6 +70,7 @@ struct CloudLayout {
     bool binary;
     bool color;
     bool organised;
+    bool compressed;  ///< PCD binary_compressed
 };
 
 std::string cloudHeader(const CloudLayout& layout, size_t width, size_t height) {
@@ -85,7 +90,10 @@ std::string cloudHeader(const CloudLayout& layout, size_t width, size_t height) 
                              : "FIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nCOUNT 1 1 1\n") +
                "WIDTH " + std::to_string(width) + "\nHEIGHT " + std::to_string(height) +
                "\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS " + points + "\nDATA " +
-               (layout.binary ? "binary" : "ascii") + "\n";
+               (layout.compressed ? "binary_compressed"
+                : layout.binary   ? "binary"
+                                  : "ascii") +
+               "\n";
     }
     return {};  // XYZ has no header
 }
@@ -247,6 +255,59 @@ ERROR_CODE writeDepthImage(const HostRows& rows, const std::string& path, const 
     });
 }
 
+// PCD binary_compressed: after the header, the sizes of the LZF stream and of the data it expands to
+// (little-endian 32-bit), then the stream. The data holds all x values of the kept points, then all y, all
+// z and, with colour, all packed words: runs of like values, which compress far better than records.
+ERROR_CODE writeCompressedPcd(const HostRows& rows, size_t pointBytes, const CloudLayout& layout,
+                              size_t points, const std::string& path) {
+    const char* function = "writePointCloud";
+    const size_t fields = layout.color ? 4 : 3;
+    if (points > (size_t{0xFFFFFFFF} - 64) / (fields * 4 + 1))
+        return invalid(function, path, "the cloud is too large for a compressed PCD (4 GiB of data at most)");
+    const size_t dataBytes = points * fields * 4;
+    std::unique_ptr<uint32_t[]> data;
+    std::unique_ptr<char[]> compressed;
+    const size_t room = dataBytes + dataBytes / 16 + 64;  // LZF adds at most one byte in 32
+    try {
+        data.reset(new uint32_t[points * fields]);
+        compressed.reset(new char[room]);
+    } catch (const std::bad_alloc&) {
+        detail::logError("{}{} {}: no memory for the compressed data", kPrefix, function, path);
+        return ERROR_CODE::FAILURE;
+    }
+    uint32_t* column[4] = {data.get(), data.get() + points, data.get() + 2 * points, data.get() + 3 * points};
+    constexpr uint32_t kNaNBits = 0x7FC00000;
+    size_t kept = 0;
+    forEachSpan(rows, pointBytes, [&](const unsigned char* point, size_t count) {
+        for (size_t i = 0; i < count; ++i, point += pointBytes) {
+            const bool valid = isValidPoint(point);
+            if (!valid && !layout.organised) continue;
+            uint32_t xyz[3];
+            std::memcpy(xyz, point, sizeof xyz);
+            for (size_t axis = 0; axis < 3; ++axis)
+                column[axis][kept] = valid ? xyz[axis] : kNaNBits;
+            if (layout.color) column[3][kept] = packedColor(point + 12);
+            ++kept;
+        }
+    });
+    const unsigned int stream = dataBytes == 0
+                                    ? 0
+                                    : lzf_compress(data.get(), static_cast<unsigned int>(dataBytes),
+                                                   compressed.get(), static_cast<unsigned int>(room));
+    if (dataBytes != 0 && stream == 0) {
+        detail::logError("{}{} {}: the points could not be compressed", kPrefix, function, path);
+        return ERROR_CODE::FAILURE;
+    }
+    data.reset();
+    const uint32_t sizes[2] = {stream, static_cast<uint32_t>(dataBytes)};  // the host is little-endian
+    return writeReplacing(function, path, [&](detail::BlockSink& sink) {
+        sink.append(
+            cloudHeader(layout, layout.organised ? rows.width : points, layout.organised ? rows.height : 1));
+        sink.append(reinterpret_cast<const char*>(sizes), sizeof sizes);
+        sink.append(compressed.get(), stream);
+    });
+}
+
 }  // namespace
 
 ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_CLOUD_FORMAT format,
@@ -259,8 +320,12 @@ ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_CLOUD_FOR
     if (format != POINT_CLOUD_FORMAT::PLY && format != POINT_CLOUD_FORMAT::PCD &&
         format != POINT_CLOUD_FORMAT::XYZ)
         return invalid(function, name, "only PLY, PCD and XYZ are written here; VTK by savePointCloudAs");
-    if (options.encoding != FILE_ENCODING::BINARY && options.encoding != FILE_ENCODING::ASCII)
+    if (options.encoding != FILE_ENCODING::BINARY && options.encoding != FILE_ENCODING::ASCII &&
+        options.encoding != FILE_ENCODING::BINARY_COMPRESSED)
         return invalid(function, name, "unknown encoding");
+    const bool compressed = options.encoding == FILE_ENCODING::BINARY_COMPRESSED;
+    if (compressed && format != POINT_CLOUD_FORMAT::PCD)
+        return invalid(function, name, "only PCD is written compressed");
     if (options.withColor && (!fourChannels || format == POINT_CLOUD_FORMAT::XYZ))
         return invalid(function, name, "colour needs an F32_C4 cloud and PLY or PCD");
     if (options.keepInvalid && format != POINT_CLOUD_FORMAT::PCD)
@@ -270,8 +335,8 @@ ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_CLOUD_FOR
     const HostRows rows = readableRows(cloud, copy);
     if (rows.data == nullptr) return invalid(function, name, "the cloud's memory cannot be read");
     const CloudLayout layout{format,
-                             options.encoding == FILE_ENCODING::BINARY && format != POINT_CLOUD_FORMAT::XYZ,
-                             options.withColor, options.keepInvalid};
+                             options.encoding != FILE_ENCODING::ASCII && format != POINT_CLOUD_FORMAT::XYZ,
+                             options.withColor, options.keepInvalid, compressed};
     size_t width = rows.width;
     size_t height = rows.height;
     if (!layout.organised) {
@@ -283,6 +348,7 @@ ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_CLOUD_FOR
                     "{}{} {}: the cloud has no valid point; some readers refuse a file without points",
                     kPrefix, function, name);
     }
+    if (compressed) return writeCompressedPcd(rows, cloud.pixelBytes, layout, width * height, name);
     return writeReplacing(function, name, [&](detail::BlockSink& sink) {
         sink.append(cloudHeader(layout, width, height));
         writePoints(rows, cloud.pixelBytes, layout, sink);

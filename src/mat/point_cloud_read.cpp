@@ -1,9 +1,13 @@
-// Point clouds from PLY, PCD and XYZ files. The whole file is read into memory. Binary rows of one size are
-// read at fixed offsets once the file is known to hold all of them; other values are taken through a
-// cursor that checks the bytes left before each read. Either way no input makes the reader look past the
-// end of the file. Points are filled into a new Mat that replaces the caller's only once all of them read.
+// Point clouds from PLY, PCD and XYZ files, read in blocks of a fixed size: memory beyond the points is one
+// block (or the longest header, line or row when that is longer). Binary rows of one size are read at fixed
+// offsets, whole rows of a block at a time; other values are taken through a cursor over the complete part
+// of the block, and a row it runs out of is read again once more of the file is there. No input makes the
+// reader look past what it has read. A compressed PCD holds its fields one after another in one LZF stream,
+// which is read and expanded whole once its sizes agree with the header. Points are filled into a new Mat
+// that replaces the caller's only once all of them read.
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,11 +17,18 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <exception>
+#include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+#include <lzf.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/logging.hpp"
 #include "vela/mat/point_cloud_files.hpp"
@@ -154,7 +165,8 @@ __attribute__((always_inline)) inline Value valueAt(Scalar type, const char* byt
     return {};
 }
 
-// Binary values, in either byte order.
+// Binary values, in either byte order. A read past the end fails and marks the cursor short: the row may
+// still be complete once more of the file is there.
 class BinaryCursor {
   public:
     BinaryCursor(const char* begin, const char* end, bool bigEndian)
@@ -162,30 +174,39 @@ class BinaryCursor {
 
     bool read(Scalar type, Value& value) {
         const size_t size = sizeOf(type);
-        if (static_cast<size_t>(end - next) < size) return false;
+        if (static_cast<size_t>(end - next) < size) return runShort();
         value = valueAt(type, next, bigEndian);
         next += size;
         return true;
     }
     bool skip(Scalar type, uint64_t items) {
         const size_t size = sizeOf(type);
-        if (items > static_cast<size_t>(end - next) / size) return false;
+        if (items > static_cast<size_t>(end - next) / size) return runShort();
         next += items * size;
         return true;
     }
     const char* position() const { return next; }
+    bool isShort() const { return ranShort; }
 
   private:
+    bool runShort() {
+        ranShort = true;
+        return false;
+    }
+
     const char* next;
     const char* end;
     bool bigEndian;
+    bool ranShort = false;
 };
 
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
 }
 
-// Text values separated by blanks or line breaks; a value must fill its whole word.
+// Text values separated by blanks or line breaks; a value must fill its whole word. The text given ends
+// at a blank or at the end of the file, so a word is never cut; running out of words marks the cursor
+// short.
 class TextCursor {
   public:
     TextCursor(const char* begin, const char* end) : next(begin), end(end) {}
@@ -193,12 +214,15 @@ class TextCursor {
     bool read(Scalar type, Value& value) {
         while (next != end && isBlank(*next))
             ++next;
+        if (next == end) {
+            ranShort = true;
+            return false;
+        }
         const char* word = next;
         while (next != end && !isBlank(*next))
             ++next;
         // from_chars takes no plus sign.
-        if (word != next && *word == '+' && next - word > 1 && word[1] != '-') ++word;
-        if (word == next) return false;
+        if (*word == '+' && next - word > 1 && word[1] != '-') ++word;
         std::from_chars_result result{};
         if (type == Scalar::F32) {
             float number = 0;
@@ -228,10 +252,12 @@ class TextCursor {
         return true;
     }
     const char* position() const { return next; }
+    bool isShort() const { return ranShort; }
 
   private:
     const char* next;
     const char* end;
+    bool ranShort = false;
 };
 
 // Reads one row of `columns`, filling `point` with the values that have a role.
@@ -253,19 +279,27 @@ bool readRow(Cursor& cursor, const std::vector<Column>& columns, Point& point) {
     return true;
 }
 
-// The least a row of `columns` takes: its bytes, or in text one character and one separator per value.
-// 0 when that does not fit in a size_t: a header's counts must not wrap the row size around.
-size_t minimumRowBytes(const std::vector<Column>& columns, bool binary) {
-    size_t bytes = 0;
+// `a + b` and `a * b` into `result`; false when they overflow.
+bool addTo(size_t& result, size_t a, size_t b) {
+    return !__builtin_add_overflow(a, b, &result);
+}
+bool multiplyTo(size_t& result, size_t a, size_t b) {
+    return !__builtin_mul_overflow(a, b, &result);
+}
+
+// The least a row of `columns` takes: its bytes, or in text one character and one separator per value;
+// false when that overflows.
+bool minimumRowBytes(const std::vector<Column>& columns, bool binary, size_t& bytes) {
+    bytes = 0;
     for (const Column& column : columns) {
         const size_t values = column.list ? 1 : column.count;
-        const size_t valueBytes = binary ? sizeOf(column.list ? column.countType : column.type) : 2;
         size_t columnBytes = 0;
-        if (__builtin_mul_overflow(values, valueBytes, &columnBytes) ||
-            __builtin_add_overflow(bytes, columnBytes, &bytes))
-            return 0;
+        if (!multiplyTo(columnBytes, values,
+                        binary ? sizeOf(column.list ? column.countType : column.type) : 2) ||
+            !addTo(bytes, bytes, columnBytes))
+            return false;
     }
-    return bytes;
+    return true;
 }
 
 // A failure to report: the reason, told to the log once.
@@ -273,80 +307,331 @@ struct Failure {
     std::string reason;
 };
 
-// What a file holds: the grid of its points and how to read them.
-struct CloudBody {
-    size_t width = 0;
-    size_t height = 0;
-    std::vector<Column> columns;
-    bool binary = false;
-    bool bigEndian = false;
-    const char* begin = nullptr;  ///< first byte of the points
-    const char* end = nullptr;
+// Reads are made in blocks of this size; a header, a text line or a row longer than that grows the buffer.
+constexpr size_t kBlockBytes = size_t{1} << 19;
+// A header that has not ended within this many bytes is refused rather than read on.
+constexpr size_t kMaxHeaderBytes = size_t{1} << 20;
+
+// A regular file read in blocks: a window of bytes read and not yet consumed, refilled on request.
+class Source {
+  public:
+    Source() = default;
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+    ~Source() {
+        if (fd >= 0) ::close(fd);
+    }
+
+    // Opens `path` without waiting on it: a FIFO or a device would block an open or a read, so anything
+    // but a regular file is refused before the first blocking call.
+    bool open(const std::string& path, Failure& failure) {
+        fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        struct stat info {};
+        if (fd < 0 || ::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+            failure.reason = fd < 0 ? std::strerror(errno) : "not a regular file";
+            return false;
+        }
+        const int flags = ::fcntl(fd, F_GETFL);
+        if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+            failure.reason = std::strerror(errno);
+            return false;
+        }
+        size = static_cast<uint64_t>(info.st_size);
+        return grow(kBlockBytes, failure) && more(failure);
+    }
+
+    const char* begin() const { return buffer.get() + head; }
+    const char* end() const { return buffer.get() + tail; }
+    size_t available() const { return tail - head; }
+    // True once the window holds the rest of the file.
+    bool atEnd() const { return ended; }
+    // The bytes of the file after `at`, a position in the window, as the file's size said at opening.
+    uint64_t bytesAfter(const char* at) const {
+        const uint64_t offset = offsetOfBegin + static_cast<uint64_t>(at - begin());
+        return offset < size ? size - offset : 0;
+    }
+    // Drops the window's bytes before `to`.
+    void consume(const char* to) {
+        offsetOfBegin += static_cast<uint64_t>(to - begin());
+        head = static_cast<size_t>(to - buffer.get());
+    }
+    // Reads more of the file after the window's bytes, growing the buffer when they fill it.
+    bool more(Failure& failure) {
+        if (ended) return true;
+        if (head > 0) {
+            std::memmove(buffer.get(), buffer.get() + head, tail - head);
+            tail -= head;
+            head = 0;
+        }
+        if (tail == capacity && !grow(capacity * 2, failure)) return false;
+        for (;;) {
+            const ssize_t got = ::read(fd, buffer.get() + tail, capacity - tail);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) {
+                failure.reason = std::strerror(errno);
+                return false;
+            }
+            tail += static_cast<size_t>(got);
+            ended = got == 0;
+            return true;
+        }
+    }
+    // More until the window holds `bytes` or the rest of the file.
+    bool ensure(size_t bytes, Failure& failure) {
+        while (available() < bytes && !ended)
+            if (!more(failure)) return false;
+        return true;
+    }
+    // Moves the next `bytes` of the file into `to`: the window's first, then straight from the file.
+    bool take(char* to, size_t bytes, Failure& failure) {
+        const size_t buffered = std::min(bytes, available());
+        std::memcpy(to, begin(), buffered);
+        consume(begin() + buffered);
+        for (size_t done = buffered; done < bytes;) {
+            const ssize_t got = ::read(fd, to + done, bytes - done);
+            if (got < 0 && errno == EINTR) continue;
+            if (got <= 0) {
+                failure.reason = got < 0 ? std::strerror(errno) : "the file ended early";
+                return false;
+            }
+            done += static_cast<size_t>(got);
+            offsetOfBegin += static_cast<uint64_t>(got);
+        }
+        return true;
+    }
+    // Back to the start of the file, for a second pass.
+    bool rewind(Failure& failure) {
+        if (::lseek(fd, 0, SEEK_SET) != 0) {
+            failure.reason = std::strerror(errno);
+            return false;
+        }
+        head = tail = 0;
+        offsetOfBegin = 0;
+        ended = false;
+        return more(failure);
+    }
+
+  private:
+    bool grow(size_t newCapacity, Failure& failure) {
+        try {
+            std::unique_ptr<char[]> larger(new char[newCapacity]);
+            if (tail > 0) std::memcpy(larger.get(), buffer.get(), tail);
+            buffer = std::move(larger);
+            capacity = newCapacity;
+            return true;
+        } catch (const std::bad_alloc&) {
+            failure.reason = "no memory for a block of " + std::to_string(newCapacity) + " bytes";
+            return false;
+        }
+    }
+
+    int fd = -1;
+    std::unique_ptr<char[]> buffer;
+    size_t capacity = 0;
+    size_t head = 0;
+    size_t tail = 0;
+    bool ended = false;
+    uint64_t size = 0;
+    uint64_t offsetOfBegin = 0;  // the file offset of begin()
 };
 
-// Reads the body's points into a new Mat; false with `failure` set when they are not all there.
-bool readPoints(const CloudBody& body, Mat& points, Failure& failure) {
-    const size_t count = body.width * body.height;
-    if (count == 0) return true;
-    // Refuse counts the file cannot hold before asking for memory for them.
-    const size_t rowBytes = minimumRowBytes(body.columns, body.binary);
-    const size_t available = static_cast<size_t>(body.end - body.begin) + (body.binary ? 0 : 1);
-    if (rowBytes == 0) {
-        failure.reason = "the size of a point's row overflows";
-        return false;
+// Past the last blank of the window, where no word is cut; the window's end once it holds the whole rest.
+const char* afterLastBlank(const Source& source) {
+    if (source.atEnd()) return source.end();
+    for (const char* at = source.end(); at != source.begin(); --at)
+        if (isBlank(at[-1])) return at;
+    return source.begin();
+}
+
+// The rows nearly every binary file has: little-endian float x, y and z, and no colour, a packed colour word
+// or red, green and blue bytes, each once; with the offsets of those values in the row.
+struct CommonLayout {
+    enum Colour { NONE, PACKED, BYTES };
+    size_t xyz[3] = {0, 0, 0};
+    size_t rgb[3] = {0, 0, 0};  ///< the packed word's offset first
+    Colour colour = NONE;
+};
+
+bool commonLayout(const std::vector<Column>& columns, CommonLayout& layout) {
+    int seen[8] = {0, 0, 0, 0, 0, 0, 0, 0};
+    size_t offset = 0;
+    for (const Column& column : columns) {
+        const int role = static_cast<int>(column.role);
+        ++seen[role];
+        if (column.role == Role::X || column.role == Role::Y || column.role == Role::Z) {
+            if (column.type != Scalar::F32) return false;
+            layout.xyz[role - static_cast<int>(Role::X)] = offset;
+        } else if (column.role == Role::RED || column.role == Role::GREEN || column.role == Role::BLUE) {
+            if (column.type != Scalar::U8) return false;
+            layout.rgb[role - static_cast<int>(Role::RED)] = offset;
+        } else if (column.role == Role::PACKED) {
+            layout.rgb[0] = offset;
+        }
+        offset += column.count * sizeOf(column.type);
     }
-    if (count > available / rowBytes) {
-        failure.reason = "truncated: " + std::to_string(count) + " points cannot fit in the " +
-                         std::to_string(body.end - body.begin) + " bytes left";
-        return false;
+    const auto once = [&](Role role) { return seen[static_cast<int>(role)] == 1; };
+    const auto none = [&](Role role) { return seen[static_cast<int>(role)] == 0; };
+    if (!once(Role::X) || !once(Role::Y) || !once(Role::Z)) return false;
+    if (none(Role::RED) && none(Role::GREEN) && none(Role::BLUE) &&
+        seen[static_cast<int>(Role::PACKED)] <= 1) {
+        layout.colour = once(Role::PACKED) ? CommonLayout::PACKED : CommonLayout::NONE;
+        return true;
     }
-    points.alloc(body.width, body.height, MAT_TYPE::F32_C4, MEM::CPU);
-    if (points.cpuBuffer == nullptr) {
-        failure.reason = "no memory for " + std::to_string(count) + " points";
-        return false;
+    layout.colour = CommonLayout::BYTES;
+    return once(Role::RED) && once(Role::GREEN) && once(Role::BLUE) && none(Role::PACKED);
+}
+
+// A float's bits as they come back through a double: a signalling NaN turns quiet, as in the general path.
+inline uint32_t quieted(uint32_t bits) {
+    return bits | static_cast<uint32_t>((bits & 0x7FFFFFFFu) > 0x7F800000u) << 22;
+}
+
+// The colour bytes red, green, blue, 0 of a row of the common layout, as a little-endian word.
+template <CommonLayout::Colour kColour>
+uint32_t colourWord(const char* row, const CommonLayout& layout) {
+    if constexpr (kColour == CommonLayout::PACKED) {
+        uint32_t packed;  // 0x??RRGGBB
+        std::memcpy(&packed, row + layout.rgb[0], 4);
+        return (packed >> 16 & 0xFFu) | (packed & 0xFF00u) | (packed & 0xFFu) << 16;
+    } else if constexpr (kColour == CommonLayout::BYTES) {
+        return uint32_t{static_cast<unsigned char>(row[layout.rgb[0]])} |
+               uint32_t{static_cast<unsigned char>(row[layout.rgb[1]])} << 8 |
+               uint32_t{static_cast<unsigned char>(row[layout.rgb[2]])} << 16;
     }
-    unsigned char* out = points.cpuBuffer.get();
-    if (body.binary && std::none_of(body.columns.begin(), body.columns.end(),
-                                    [](const Column& column) { return column.list; })) {
-        // Rows of one size, all of them in the file (checked above): each value a point takes is read at
-        // its offset in the row, and the others are not visited.
+    return 0;
+}
+
+// `rows` rows of the common layout from `row` on, stored as points `first` onwards.
+template <CommonLayout::Colour kColour, typename Store>
+void readCommonRows(const char* row, size_t rows, size_t rowBytes, const CommonLayout& layout, size_t first,
+                    Store& store) {
+    size_t k = 0;
+#if defined(__SSE2__)
+    // x, y and z side by side: one 16-byte load where 16 bytes are left from x to the last row's end, the
+    // NaN test four lanes at a time, the colour word into the fourth lane.
+    if (layout.xyz[1] == layout.xyz[0] + 4 && layout.xyz[2] == layout.xyz[0] + 8) {
+        // The colour right after z (as vela and most tools write it) is in the same load: a packed word has
+        // its red and blue bytes swapped in place, colour bytes keep the lowest three.
+        const bool adjacent = (kColour == CommonLayout::PACKED && layout.rgb[0] == layout.xyz[0] + 12) ||
+                              (kColour == CommonLayout::BYTES && layout.rgb[0] == layout.xyz[0] + 12 &&
+                               layout.rgb[1] == layout.rgb[0] + 1 && layout.rgb[2] == layout.rgb[0] + 2);
+        const __m128i magnitude = _mm_set1_epi32(0x7FFFFFFF);
+        const __m128i infinity = _mm_set1_epi32(0x7F800000);
+        const __m128i quiet = _mm_setr_epi32(0x00400000, 0x00400000, 0x00400000, 0);
+        const __m128i xyzLanes = _mm_setr_epi32(-1, -1, -1, 0);
+        const __m128i colourLane = _mm_setr_epi32(0, 0, 0, 0x00FFFFFF);
+        const __m128i byte = _mm_set1_epi32(0xFF);
+        const __m128i middle = _mm_set1_epi32(0xFF00);
+        for (; k < rows && (rows - k) * rowBytes - layout.xyz[0] >= 16; ++k, row += rowBytes) {
+            const __m128i loaded = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + layout.xyz[0]));
+            const __m128i nan = _mm_cmpgt_epi32(_mm_and_si128(loaded, magnitude), infinity);
+            __m128i words = _mm_and_si128(_mm_or_si128(loaded, _mm_and_si128(nan, quiet)), xyzLanes);
+            if (adjacent && kColour == CommonLayout::PACKED) {
+                const __m128i swapped =
+                    _mm_or_si128(_mm_or_si128(_mm_and_si128(_mm_srli_epi32(loaded, 16), byte),
+                                              _mm_and_si128(loaded, middle)),
+                                 _mm_slli_epi32(_mm_and_si128(loaded, byte), 16));
+                words = _mm_or_si128(words, _mm_and_si128(swapped, colourLane));
+            } else if (adjacent) {
+                words = _mm_or_si128(words, _mm_and_si128(loaded, colourLane));
+            } else {
+                const auto colour = static_cast<int>(colourWord<kColour>(row, layout));
+                words = _mm_or_si128(words, _mm_slli_si128(_mm_cvtsi32_si128(colour), 12));
+            }
+            Point point;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(&point), words);
+            store(first + k, point);
+        }
+    }
+#endif
+    for (; k < rows; ++k, row += rowBytes) {
+        uint32_t words[4] = {0, 0, 0, colourWord<kColour>(row, layout)};
+        for (size_t axis = 0; axis < 3; ++axis) {
+            std::memcpy(&words[axis], row + layout.xyz[axis], 4);
+            words[axis] = quieted(words[axis]);
+        }
+        Point point;
+        std::memcpy(&point, words, sizeof point);
+        store(first + k, point);
+    }
+}
+
+// Calls `store(i, point)` for `count` rows of `columns` from the source's window on. False at the first row
+// that is malformed or missing (`failedAt`), or with `failure` set when the file cannot be read.
+template <typename Store>
+bool readRows(Source& source, const std::vector<Column>& columns, size_t count, bool binary, bool bigEndian,
+              Store store, size_t& failedAt, Failure& failure) {
+    size_t i = 0;
+    if (binary &&
+        std::none_of(columns.begin(), columns.end(), [](const Column& column) { return column.list; })) {
+        // Rows of one size: whole rows of each block are read at fixed offsets, only the values a point
+        // takes; one check per block.
         struct Field {
             const Column* column;
             size_t offset;
         };
         std::vector<Field> fields;
-        size_t offset = 0;
-        for (const Column& column : body.columns) {
-            if (column.role != Role::NONE) fields.push_back({&column, offset});
-            offset += column.count * sizeOf(column.type);
+        size_t rowBytes = 0;
+        for (const Column& column : columns) {
+            if (column.role != Role::NONE) fields.push_back({&column, rowBytes});
+            rowBytes += column.count * sizeOf(column.type);  // cannot overflow: checked with the header
         }
-        for (size_t i = 0; i < count; ++i) {
-            const char* row = body.begin + i * rowBytes;
-            Point point;
-            for (const Field& field : fields)
-                assign(*field.column, valueAt(field.column->type, row + field.offset, body.bigEndian), point);
-            std::memcpy(out + i * sizeof point, &point, sizeof point);
-        }
-        return true;
-    }
-    const auto fill = [&](auto& cursor) {
-        for (size_t i = 0; i < count; ++i) {
-            Point point;
-            if (!readRow(cursor, body.columns, point)) {
-                failure.reason =
-                    "truncated or malformed at point " + std::to_string(i) + " of " + std::to_string(count);
-                return false;
+        CommonLayout common;
+        const bool isCommon = !bigEndian && commonLayout(columns, common);
+        while (i < count) {
+            const size_t rows = std::min(count - i, source.available() / rowBytes);
+            if (rows == 0) {
+                if (source.atEnd()) break;
+                if (!source.more(failure)) return false;
+                continue;
             }
-            std::memcpy(out + i * sizeof point, &point, sizeof point);
+            const char* row = source.begin();
+            if (isCommon && common.colour == CommonLayout::NONE)
+                readCommonRows<CommonLayout::NONE>(row, rows, rowBytes, common, i, store);
+            else if (isCommon && common.colour == CommonLayout::PACKED)
+                readCommonRows<CommonLayout::PACKED>(row, rows, rowBytes, common, i, store);
+            else if (isCommon)
+                readCommonRows<CommonLayout::BYTES>(row, rows, rowBytes, common, i, store);
+            else
+                for (size_t k = 0; k < rows; ++k) {
+                    Point point;
+                    for (const Field& field : fields)
+                        assign(*field.column,
+                               valueAt(field.column->type, row + k * rowBytes + field.offset, bigEndian),
+                               point);
+                    store(i + k, point);
+                }
+            i += rows;
+            source.consume(row + rows * rowBytes);
         }
-        return true;
-    };
-    if (body.binary) {
-        BinaryCursor cursor(body.begin, body.end, body.bigEndian);
-        return fill(cursor);
+        failedAt = i;
+        return i == count;
     }
-    TextCursor cursor(body.begin, body.end);
-    return fill(cursor);
+    // Rows of varying size are read value by value from the complete part of the window; a row that runs
+    // out of it is read again once more of the file is there.
+    const auto fill = [&](auto cursorOf) {
+        while (i < count) {
+            auto cursor = cursorOf();
+            const char* rowStart = cursor.position();
+            for (; i < count; ++i) {
+                rowStart = cursor.position();
+                Point point;
+                if (!readRow(cursor, columns, point)) break;
+                store(i, point);
+            }
+            if (i == count) {
+                source.consume(cursor.position());
+                return true;
+            }
+            if (!cursor.isShort() || source.atEnd()) break;
+            source.consume(rowStart);
+            if (!source.more(failure)) return false;
+        }
+        failedAt = i;
+        return i == count;
+    };
+    if (binary) return fill([&] { return BinaryCursor(source.begin(), source.end(), bigEndian); });
+    return fill([&] { return TextCursor(source.begin(), afterLastBlank(source)); });
 }
 
 // Header lines: one at a time, without the line break (and a carriage return before it).
@@ -423,13 +708,43 @@ bool hasXyz(const std::vector<Column>& columns) {
     return found[0] && found[1] && found[2];
 }
 
+bool pcdScalar(std::string_view type, size_t size, Scalar& scalar) {
+    const char kind = type.size() == 1 ? type[0] : '?';
+    const int index = size == 1 ? 0 : size == 2 ? 1 : size == 4 ? 2 : size == 8 ? 3 : -1;
+    if (index < 0) return false;
+    static const Scalar kSigned[] = {Scalar::I8, Scalar::I16, Scalar::I32, Scalar::I64};
+    static const Scalar kUnsigned[] = {Scalar::U8, Scalar::U16, Scalar::U32, Scalar::U64};
+    if (kind == 'I')
+        scalar = kSigned[index];
+    else if (kind == 'U')
+        scalar = kUnsigned[index];
+    else if (kind == 'F' && (size == 4 || size == 8))
+        scalar = size == 4 ? Scalar::F32 : Scalar::F64;
+    else
+        return false;
+    return true;
+}
+
 struct PlyElement {
     std::string_view name;
     size_t count = 0;
     std::vector<Column> columns;
 };
 
-bool parsePly(const char* begin, const char* end, CloudBody& body, Failure& failure) {
+// What a header says: the grid of the points and how to read them.
+struct CloudBody {
+    size_t width = 0;
+    size_t height = 0;
+    std::vector<Column> columns;
+    bool binary = false;
+    bool compressed = false;  ///< PCD binary_compressed: the fields one after another, LZF-compressed
+    bool bigEndian = false;
+    std::vector<PlyElement> before;  ///< PLY elements ahead of the vertices, read and dropped
+    const char* begin = nullptr;     ///< the first byte after the header
+};
+
+// Parses a PLY header from the complete lines of the window; `more` when it has not ended there.
+bool parsePly(const char* begin, const char* end, CloudBody& body, Failure& failure, bool& more) {
     Lines lines(begin, end);
     std::string_view line;
     lines.take(line);  // "ply", checked by the caller
@@ -437,6 +752,7 @@ bool parsePly(const char* begin, const char* end, CloudBody& body, Failure& fail
     bool formatSeen = false;
     for (;;) {
         if (!lines.take(line)) {
+            more = true;
             failure.reason = "the PLY header has no end_header line";
             return false;
         }
@@ -479,10 +795,13 @@ bool parsePly(const char* begin, const char* end, CloudBody& body, Failure& fail
         failure.reason = "the PLY header has no format line";
         return false;
     }
-    // Elements before the vertices are read and dropped; those after them are never reached.
     body.begin = lines.position();
-    body.end = end;
-    for (const PlyElement& element : elements) {
+    for (PlyElement& element : elements) {
+        size_t rowBytes = 0;
+        if (!minimumRowBytes(element.columns, body.binary, rowBytes)) {
+            failure.reason = "the rows of element " + std::string(element.name) + " overflow";
+            return false;
+        }
         if (element.name == "vertex") {
             if (!hasXyz(element.columns)) {
                 failure.reason = "the vertices have no x, y and z";
@@ -493,42 +812,14 @@ bool parsePly(const char* begin, const char* end, CloudBody& body, Failure& fail
             body.columns = element.columns;
             return true;
         }
-        const auto skipRows = [&](auto& cursor) {
-            Point ignored;
-            for (size_t row = 0; row < element.count && !element.columns.empty(); ++row)
-                if (!readRow(cursor, element.columns, ignored)) return false;
-            body.begin = cursor.position();
-            return true;
-        };
-        BinaryCursor binary(body.begin, end, body.bigEndian);
-        TextCursor text(body.begin, end);
-        if (!(body.binary ? skipRows(binary) : skipRows(text))) {
-            failure.reason = "truncated element " + std::string(element.name);
-            return false;
-        }
+        body.before.push_back(element);
     }
     failure.reason = "the PLY file has no vertex element";
     return false;
 }
 
-bool pcdScalar(std::string_view type, size_t size, Scalar& scalar) {
-    const char kind = type.size() == 1 ? type[0] : '?';
-    const int index = size == 1 ? 0 : size == 2 ? 1 : size == 4 ? 2 : size == 8 ? 3 : -1;
-    if (index < 0) return false;
-    static const Scalar kSigned[] = {Scalar::I8, Scalar::I16, Scalar::I32, Scalar::I64};
-    static const Scalar kUnsigned[] = {Scalar::U8, Scalar::U16, Scalar::U32, Scalar::U64};
-    if (kind == 'I')
-        scalar = kSigned[index];
-    else if (kind == 'U')
-        scalar = kUnsigned[index];
-    else if (kind == 'F' && (size == 4 || size == 8))
-        scalar = size == 4 ? Scalar::F32 : Scalar::F64;
-    else
-        return false;
-    return true;
-}
-
-bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& failure) {
+// Parses a PCD header from the complete lines of the window; `more` when it has not ended there.
+bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& failure, bool& more) {
     Lines lines(begin, end);
     std::string_view line;
     std::vector<std::string_view> fields, sizes, types, counts;
@@ -536,6 +827,7 @@ bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& fail
     bool haveWidth = false, haveHeight = false, havePoints = false;
     for (;;) {
         if (!lines.take(line)) {
+            more = true;
             failure.reason = "the PCD header has no DATA line";
             return false;
         }
@@ -559,11 +851,14 @@ bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& fail
         else if (key == "POINTS")
             good = havePoints = words.size() == 1 && parseCount(words[0], points);
         else if (key == "DATA") {
-            if (words.size() == 1 && (words[0] == "ascii" || words[0] == "binary")) {
-                body.binary = words[0] == "binary";
+            if (words.size() == 1 &&
+                (words[0] == "ascii" || words[0] == "binary" || words[0] == "binary_compressed")) {
+                body.binary = words[0] != "ascii";
+                body.compressed = words[0] == "binary_compressed";
                 break;
             }
-            failure.reason = "unsupported PCD data " + std::string(line) + " (ascii and binary are read)";
+            failure.reason = "unsupported PCD data " + std::string(line) +
+                             " (ascii, binary and binary_compressed are read)";
             return false;
         } else
             good = key == "VERSION" || key == "VIEWPOINT";
@@ -590,6 +885,12 @@ bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& fail
         if ((name == "rgb" || name == "rgba") && size == 4) column.role = Role::PACKED;
         body.columns.push_back(column);
     }
+    // Every offset in a row is then below the row's size, which fits a size_t.
+    size_t rowBytes = 0;
+    if (!minimumRowBytes(body.columns, body.binary, rowBytes)) {
+        failure.reason = "the PCD row of SIZE x COUNT bytes overflows";
+        return false;
+    }
     if (!hasXyz(body.columns)) {
         failure.reason = "the PCD fields have no x, y and z";
         return false;
@@ -609,43 +910,6 @@ bool parsePcd(const char* begin, const char* end, CloudBody& body, Failure& fail
     body.width = height > 1 ? width : points;
     body.height = height > 1 ? height : 1;
     body.begin = lines.position();
-    body.end = end;
-    return true;
-}
-
-// XYZ: one point per line, its first three words x, y and z; empty lines and "#" comments are skipped.
-bool readXyz(const char* begin, const char* end, Mat& points, Failure& failure) {
-    std::vector<std::string_view> pointLines;
-    size_t lineNumber = 0;
-    for (const char* next = begin; next != end; ++lineNumber) {
-        const char* lineEnd =
-            static_cast<const char*>(std::memchr(next, '\n', static_cast<size_t>(end - next)));
-        if (lineEnd == nullptr) lineEnd = end;
-        const std::string_view line(next, static_cast<size_t>(lineEnd - next));
-        next = lineEnd == end ? end : lineEnd + 1;
-        const std::vector<std::string_view> words = wordsOf(line);
-        if (!words.empty() && words[0][0] != '#') pointLines.push_back(line);
-    }
-    if (pointLines.empty()) return true;
-    points.alloc(pointLines.size(), 1, MAT_TYPE::F32_C4, MEM::CPU);
-    if (points.cpuBuffer == nullptr) {
-        failure.reason = "no memory for " + std::to_string(pointLines.size()) + " points";
-        return false;
-    }
-    static const std::vector<Column> kXyz = {{Scalar::F32, 1, false, Scalar::U8, Role::X},
-                                             {Scalar::F32, 1, false, Scalar::U8, Role::Y},
-                                             {Scalar::F32, 1, false, Scalar::U8, Role::Z}};
-    unsigned char* out = points.cpuBuffer.get();
-    for (size_t i = 0; i < pointLines.size(); ++i) {
-        TextCursor cursor(pointLines[i].data(), pointLines[i].data() + pointLines[i].size());
-        Point point;
-        if (!readRow(cursor, kXyz, point)) {
-            failure.reason =
-                "point " + std::to_string(i) + " is not three numbers: " + std::string(pointLines[i]);
-            return false;
-        }
-        std::memcpy(out + i * sizeof point, &point, sizeof point);
-    }
     return true;
 }
 
@@ -661,63 +925,241 @@ bool looksLikePcd(const char* begin, const char* end) {
     return false;
 }
 
-bool parseCloud(const char* begin, const char* end, Mat& points, Failure& failure) {
-    if (begin == end) {
+// A new F32_C4 host Mat of `width` x `height` points, or false with the reason.
+bool allocatePoints(size_t width, size_t height, Mat& points, Failure& failure) {
+    points.alloc(width, height, MAT_TYPE::F32_C4, MEM::CPU);
+    if (points.cpuBuffer != nullptr) {
+        // The points are written once, front to back: on huge pages a large cloud takes one page fault
+        // where 4 KiB pages take 512. Only a hint, which the kernel may ignore.
+        constexpr size_t kHugePage = size_t{1} << 21;
+        unsigned char* const start = points.cpuBuffer.get();
+        const size_t bytes = width * height * sizeof(Point);
+        const size_t skip = (kHugePage - reinterpret_cast<uintptr_t>(start) % kHugePage) % kHugePage;
+        if (bytes > skip + kHugePage)
+            ::madvise(start + skip, (bytes - skip) & ~(kHugePage - 1), MADV_HUGEPAGE);
+        return true;
+    }
+    failure.reason = "no memory for " + std::to_string(width * height) + " points";
+    return false;
+}
+
+// Stores each point at its index in `points`.
+struct StoreInto {
+    unsigned char* out;
+    void operator()(size_t i, const Point& point) const {
+        std::memcpy(out + i * sizeof point, &point, sizeof point);
+    }
+};
+
+// PCD binary_compressed: the sizes of the LZF stream and of what it expands to (little-endian 32-bit), the
+// stream, and in it all values of the first field, then all of the second, and so on.
+bool readCompressed(Source& source, const CloudBody& body, Mat& points, Failure& failure) {
+    const size_t count = body.width * body.height;
+    if (count == 0) return true;
+    if (!source.ensure(8, failure)) return false;
+    if (source.available() < 8) {
+        failure.reason = "truncated: the compressed PCD data has no sizes";
+        return false;
+    }
+    uint32_t sizes[2];
+    std::memcpy(sizes, source.begin(), sizeof sizes);  // the host is little-endian, as the file
+    source.consume(source.begin() + sizeof sizes);
+    const uint32_t compressedBytes = sizes[0];
+    const uint32_t expandedBytes = sizes[1];
+    size_t rowBytes = 0;
+    size_t dataBytes = 0;
+    if (!minimumRowBytes(body.columns, true, rowBytes) || !multiplyTo(dataBytes, count, rowBytes) ||
+        dataBytes != expandedBytes) {
+        failure.reason = "the compressed PCD data expands to " + std::to_string(expandedBytes) +
+                         " bytes, not the " + std::to_string(count) + " points of " +
+                         std::to_string(rowBytes) + " bytes the header gives";
+        return false;
+    }
+    if (compressedBytes > source.bytesAfter(source.begin())) {
+        failure.reason = "truncated: the compressed PCD data of " + std::to_string(compressedBytes) +
+                         " bytes cannot fit in the " + std::to_string(source.bytesAfter(source.begin())) +
+                         " bytes left";
+        return false;
+    }
+    // LZF expands at most 88 times: a back reference of 3 bytes repeats at most 264.
+    if (uint64_t{expandedBytes} > uint64_t{compressedBytes} * 88) {
+        failure.reason = "the compressed PCD data of " + std::to_string(compressedBytes) +
+                         " bytes cannot expand to " + std::to_string(expandedBytes);
+        return false;
+    }
+    std::unique_ptr<char[]> compressed;
+    std::unique_ptr<char[]> data;
+    try {
+        compressed.reset(new char[compressedBytes]);
+        data.reset(new char[expandedBytes]);
+    } catch (const std::bad_alloc&) {
+        failure.reason = "no memory for the compressed PCD data";
+        return false;
+    }
+    if (!source.take(compressed.get(), compressedBytes, failure)) return false;
+    // lzf_decompress stops at the end of either buffer: a stream that expands to more fails, one that
+    // expands to less returns less.
+    const unsigned int expanded =
+        lzf_decompress(compressed.get(), compressedBytes, data.get(), expandedBytes);
+    compressed.reset();
+    if (expanded != expandedBytes) {
+        failure.reason = "the compressed PCD data is corrupt or does not expand to " +
+                         std::to_string(expandedBytes) + " bytes";
+        return false;
+    }
+    if (!allocatePoints(body.width, body.height, points, failure)) return false;
+    const StoreInto store{points.cpuBuffer.get()};
+    // Each field is an array of `count` values of its size x COUNT bytes; a point takes the first value.
+    struct Field {
+        const Column* column;
+        const char* values;
+        size_t stride;
+    };
+    std::vector<Field> fields;
+    const char* values = data.get();
+    for (const Column& column : body.columns) {
+        const size_t stride = column.count * sizeOf(column.type);
+        if (column.role != Role::NONE) fields.push_back({&column, values, stride});
+        values += stride * count;  // within data: the sizes add up to expandedBytes
+    }
+    for (size_t i = 0; i < count; ++i) {
+        Point point;
+        for (const Field& field : fields)
+            assign(*field.column, valueAt(field.column->type, field.values + i * field.stride, false), point);
+        store(i, point);
+    }
+    return true;
+}
+
+// The points of a PLY or PCD body whose header has been read; the source's window starts after it.
+bool readBody(Source& source, const CloudBody& body, Mat& points, Failure& failure) {
+    size_t failedAt = 0;
+    const auto skip = [](size_t, const Point&) {};
+    for (const PlyElement& element : body.before) {
+        if (element.columns.empty()) continue;
+        if (!readRows(source, element.columns, element.count, body.binary, body.bigEndian, skip, failedAt,
+                      failure)) {
+            if (failure.reason.empty()) failure.reason = "truncated element " + std::string(element.name);
+            return false;
+        }
+    }
+    if (body.compressed) return readCompressed(source, body, points, failure);
+    const size_t count = body.width * body.height;
+    if (count == 0) return true;
+    // Refuse counts the file cannot hold before asking for memory for them.
+    size_t rowBytes = 0;
+    minimumRowBytes(body.columns, body.binary, rowBytes);  // checked with the header
+    const uint64_t left = source.bytesAfter(source.begin());
+    const uint64_t available = left + (body.binary ? 0 : 1);
+    if (rowBytes == 0 || count > available / rowBytes) {
+        failure.reason = "truncated: " + std::to_string(count) + " points cannot fit in the " +
+                         std::to_string(left) + " bytes left";
+        return false;
+    }
+    if (!allocatePoints(body.width, body.height, points, failure)) return false;
+    if (!readRows(source, body.columns, count, body.binary, body.bigEndian, StoreInto{points.cpuBuffer.get()},
+                  failedAt, failure)) {
+        if (failure.reason.empty())
+            failure.reason = "truncated or malformed at point " + std::to_string(failedAt) + " of " +
+                             std::to_string(count);
+        return false;
+    }
+    return true;
+}
+
+// Calls `visit(line)` for each line of the file from the source's window on whose first word is not a "#"
+// comment; stops at the first visit that returns false.
+template <typename Visit>
+bool forEachPointLine(Source& source, Visit visit, Failure& failure) {
+    for (;;) {
+        const char* stop = source.end();
+        if (!source.atEnd()) {
+            while (stop != source.begin() && stop[-1] != '\n')
+                --stop;
+        }
+        for (const char* next = source.begin(); next != stop;) {
+            const char* lineEnd =
+                static_cast<const char*>(std::memchr(next, '\n', static_cast<size_t>(stop - next)));
+            if (lineEnd == nullptr) lineEnd = stop;
+            const std::string_view line(next, static_cast<size_t>(lineEnd - next));
+            next = lineEnd == stop ? stop : lineEnd + 1;
+            size_t first = 0;
+            while (first < line.size() && isBlank(line[first]))
+                ++first;
+            if (first < line.size() && line[first] != '#' && !visit(line)) return false;
+        }
+        source.consume(stop);
+        if (source.atEnd()) return true;
+        if (!source.more(failure)) return false;
+    }
+}
+
+// XYZ: one point per line, its first three words x, y and z; empty lines and "#" comments are skipped.
+// The lines are counted first, so that the points go straight into a Mat of their number.
+bool readXyz(Source& source, Mat& points, Failure& failure) {
+    size_t count = 0;
+    if (!forEachPointLine(
+            source, [&](std::string_view) { return ++count, true; }, failure))
+        return false;
+    if (count == 0) return true;
+    if (!source.rewind(failure) || !allocatePoints(count, 1, points, failure)) return false;
+    static const std::vector<Column> kXyz = {{Scalar::F32, 1, false, Scalar::U8, Role::X},
+                                             {Scalar::F32, 1, false, Scalar::U8, Role::Y},
+                                             {Scalar::F32, 1, false, Scalar::U8, Role::Z}};
+    const StoreInto store{points.cpuBuffer.get()};
+    size_t i = 0;
+    const bool read = forEachPointLine(
+        source,
+        [&](std::string_view line) {
+            TextCursor cursor(line.data(), line.data() + line.size());
+            Point point;
+            if (i == count) {
+                failure.reason = "the file changed while it was read";
+                return false;
+            }
+            if (!readRow(cursor, kXyz, point)) {
+                failure.reason = "point " + std::to_string(i) + " is not three numbers: " + std::string(line);
+                return false;
+            }
+            store(i++, point);
+            return true;
+        },
+        failure);
+    if (read && i != count) failure.reason = "the file changed while it was read";
+    return read && i == count;
+}
+
+// Reads the header from the window, reading more until it ends, then the points.
+bool readCloud(Source& source, Mat& points, Failure& failure) {
+    if (source.available() == 0) {
         failure.reason = "the file is empty";
         return false;
     }
-    const std::string_view start(begin, std::min<size_t>(static_cast<size_t>(end - begin), 4));
-    CloudBody body;
-    if (start == "ply\n" || start == "ply\r") {
-        return parsePly(begin, end, body, failure) && readPoints(body, points, failure);
-    }
-    if (looksLikePcd(begin, end))
-        return parsePcd(begin, end, body, failure) && readPoints(body, points, failure);
-    return readXyz(begin, end, points, failure);
-}
-
-// The whole content of the regular file at `path`.
-bool readWhole(const std::string& path, std::string& content, Failure& failure) {
-    // Opened without waiting, so that a FIFO is refused by the check below instead of blocking the open.
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    struct stat info {};
-    if (fd < 0 || ::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        failure.reason = fd < 0 ? std::strerror(errno) : "not a regular file";
-        if (fd >= 0) ::close(fd);
-        return false;
-    }
-    bool read = true;
-    try {
-        content.resize(static_cast<size_t>(info.st_size));
-    } catch (const std::exception&) {  // bad_alloc, or length_error past what a string can hold
-        read = false;
-        failure.reason = "no memory for the file";
-    }
-    size_t done = 0;
-    while (read && done < content.size()) {
-        const ssize_t got = ::read(fd, content.data() + done, content.size() - done);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) {
-            failure.reason = std::strerror(errno);
-            read = false;
+    const std::string_view start(source.begin(), std::min<size_t>(source.available(), 4));
+    const bool ply = start == "ply\n" || start == "ply\r";
+    for (;;) {
+        if (!ply && !looksLikePcd(source.begin(), source.end())) return readXyz(source, points, failure);
+        CloudBody body;
+        bool more = false;
+        if (ply ? parsePly(source.begin(), source.end(), body, failure, more)
+                : parsePcd(source.begin(), source.end(), body, failure, more)) {
+            failure.reason.clear();
+            source.consume(body.begin);
+            return readBody(source, body, points, failure);
         }
-        if (got <= 0) break;
-        done += static_cast<size_t>(got);
+        if (!more || source.atEnd() || source.available() >= kMaxHeaderBytes || !source.more(failure))
+            return false;
     }
-    ::close(fd);
-    content.resize(done);  // a file that shrank meanwhile is read as it now is
-    return read;
 }
 
 }  // namespace
 
 ERROR_CODE readPointCloud(const String& path, Mat& cloud) {
     const std::string name = path.str();
-    std::string content;
     Failure failure;
     Mat points;
-    if (!readWhole(name, content, failure) ||
-        !parseCloud(content.data(), content.data() + content.size(), points, failure)) {
+    Source source;
+    if (!source.open(name, failure) || !readCloud(source, points, failure)) {
         detail::logError("{}readPointCloud {}: {}", "[Mat] ", name, failure.reason);
         return ERROR_CODE::FAILURE;
     }

@@ -21,6 +21,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "support/point_colour.hpp"
@@ -152,6 +153,11 @@ const Form kForms[] = {
     {"cloud_organised_binary.pcd", POINT_CLOUD_FORMAT::PCD, {FILE_ENCODING::BINARY, true, true}},
     {"cloud_organised_ascii.pcd", POINT_CLOUD_FORMAT::PCD, {FILE_ENCODING::ASCII, true, true}},
     {"cloud.xyz", POINT_CLOUD_FORMAT::XYZ, {FILE_ENCODING::ASCII, false, false}},
+    {"cloud_compressed.pcd", POINT_CLOUD_FORMAT::PCD, {FILE_ENCODING::BINARY_COMPRESSED, true, false}},
+    {"cloud_compressed_xyz.pcd", POINT_CLOUD_FORMAT::PCD, {FILE_ENCODING::BINARY_COMPRESSED, false, false}},
+    {"cloud_organised_compressed.pcd",
+     POINT_CLOUD_FORMAT::PCD,
+     {FILE_ENCODING::BINARY_COMPRESSED, true, true}},
 };
 
 TEST(Interop, every_new_cloud_form_opens_exactly_in_pcl_and_open3d) {
@@ -247,6 +253,75 @@ TEST(Interop, vela_reads_the_files_pcl_and_open3d_write_as_they_read_them) {
     for (const std::string name : {"open3d.ply", "open3d.pcd"}) {
         expectVelaReadsAsOpen3d(name, false);
         expectVelaReadsAsOpen3d("ascii_" + name, true);
+    }
+}
+
+// The camera cloud as a PCL cloud of `Point`: the valid points, or the whole grid with invalid ones NaN.
+template <typename Point>
+pcl::PointCloud<Point> pclCloud(bool organised) {
+    pcl::PointCloud<Point> cloud;
+    const auto* points = cameraCloud().getPtr<Vector4<float>>();
+    for (size_t i = 0; i < kWidth * kHeight; ++i) {
+        const bool valid = isValid(points[i]);
+        if (!valid && !organised) continue;
+        Point point;
+        point.x = valid ? points[i].x : kNaN;
+        point.y = valid ? points[i].y : kNaN;
+        point.z = valid ? points[i].z : kNaN;
+        if constexpr (!std::is_same_v<Point, pcl::PointXYZ>) {
+            const Rgb rgb = rgbOf(points[i].w);
+            point.r = rgb.r;
+            point.g = rgb.g;
+            point.b = rgb.b;
+            point.a = 255;
+        }
+        cloud.push_back(point);
+    }
+    if (organised) {
+        cloud.width = kWidth;
+        cloud.height = kHeight;
+        cloud.is_dense = false;
+    }
+    return cloud;
+}
+
+template <typename Point>
+std::vector<Vector4<float>> pclPoints(const pcl::PointCloud<Point>& cloud) {
+    std::vector<Vector4<float>> points;
+    for (const Point& p : cloud) {
+        if constexpr (std::is_same_v<Point, pcl::PointXYZ>)
+            points.push_back({p.x, p.y, p.z, 0.0f});
+        else
+            points.push_back({p.x, p.y, p.z, test::colour(p.r, p.g, p.b)});
+    }
+    return points;
+}
+
+// PCL's compressed files of each point type, organised or not, read as PCL reads them and as the points
+// written.
+template <typename Point>
+void expectVelaReadsPclCompressed(const TempDir& dir, const std::string& name, bool organised) {
+    SCOPED_TRACE(name);
+    const std::string path = dir.path(name);
+    ASSERT_EQ(pcl::io::savePCDFileBinaryCompressed(path, pclCloud<Point>(organised)), 0);
+    pcl::PointCloud<Point> reference;
+    ASSERT_EQ(pcl::io::loadPCDFile(path, reference), 0);
+    Mat read;
+    ASSERT_EQ(readPointCloud(path, read), ERROR_CODE::SUCCESS);
+    const bool color = !std::is_same_v<Point, pcl::PointXYZ>;
+    EXPECT_EQ(mismatches(pclPoints(reference), pointsOf(read), color), 0u);
+    EXPECT_EQ(mismatches(expectedPoints(organised), pointsOf(read), color), 0u);
+    EXPECT_EQ(read.getResolution(),
+              organised ? Resolution(kWidth, kHeight) : Resolution(reference.size(), 1));
+}
+
+TEST(Interop, vela_reads_the_compressed_files_pcl_writes) {
+    const TempDir dir;
+    for (const bool organised : {false, true}) {
+        const std::string grid = organised ? "_organised.pcd" : ".pcd";
+        expectVelaReadsPclCompressed<pcl::PointXYZ>(dir, "xyz" + grid, organised);
+        expectVelaReadsPclCompressed<pcl::PointXYZRGB>(dir, "xyzrgb" + grid, organised);
+        expectVelaReadsPclCompressed<pcl::PointXYZRGBA>(dir, "xyzrgba" + grid, organised);
     }
 }
 

@@ -4,17 +4,24 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <lzf.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include <vela/vela.hpp>
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <limits>
 #include <random>
 #include <string>
@@ -206,10 +213,13 @@ TEST(ReadPointCloud, every_new_writer_and_option_reads_back_exactly) {
     const auto* points = cloud.getPtr<Vector4<float>>();
     for (POINT_CLOUD_FORMAT format :
          {POINT_CLOUD_FORMAT::PLY, POINT_CLOUD_FORMAT::PCD, POINT_CLOUD_FORMAT::XYZ})
-        for (FILE_ENCODING encoding : {FILE_ENCODING::BINARY, FILE_ENCODING::ASCII})
+        for (FILE_ENCODING encoding :
+             {FILE_ENCODING::BINARY, FILE_ENCODING::ASCII, FILE_ENCODING::BINARY_COMPRESSED})
             for (bool withColor : {false, true})
                 for (bool keepInvalid : {false, true}) {
                     if ((withColor || keepInvalid) && format == POINT_CLOUD_FORMAT::XYZ) continue;
+                    if (encoding == FILE_ENCODING::BINARY_COMPRESSED && format != POINT_CLOUD_FORMAT::PCD)
+                        continue;
                     if (keepInvalid && format == POINT_CLOUD_FORMAT::PLY) continue;
                     SCOPED_TRACE(::testing::Message()
                                  << static_cast<int>(format) << " " << static_cast<int>(encoding) << withColor
@@ -341,6 +351,130 @@ TEST(ReadPointCloud, reads_big_endian_ply_other_types_and_elements_before_the_ve
     expectSamePoints(read, {{0.25f, -1.0f, 1000.0f, colour(0x10, 0x20, 0x30)}}, true);
 }
 
+// The two little-endian sizes that open compressed PCD data: the stream's, then what it expands to.
+std::string sizes(uint32_t stream, uint32_t expanded) {
+    std::string bytes;
+    appendBytes(bytes, stream);
+    appendBytes(bytes, expanded);
+    return bytes;
+}
+
+TEST(ReadPointCloud, compressed_pcd_holds_the_fields_one_after_another_in_an_lzf_stream) {
+    const TempDir dir;
+    // Two points; the y column repeats the x column, which the stream gives as a back reference.
+    const std::string x = bytesOf({1.0f, 2.0f});
+    const std::string rest = bytesOf({0.5f, -4.0f}) + std::string("\x30\x20\x10\x00\x60\x50\x40\x00", 8);
+    const std::string stream = "\x07" + x +                  // a literal run of 8 bytes
+                               std::string("\xc0\x07", 2) +  // 8 bytes from 8 back: (8 - 2) << 5, 8 - 1
+                               "\x0f" + rest;                // a literal run of 16
+    writeText(dir.path("hand.pcd"),
+              kPcdFields + "WIDTH 2\nHEIGHT 1\nPOINTS 2\nDATA binary_compressed\n" + sizes(28, 32) + stream);
+    Mat read;
+    ASSERT_EQ(readPointCloud(dir.path("hand.pcd"), read), ERROR_CODE::SUCCESS);
+    expectSamePoints(
+        read, {{1.0f, 1.0f, 0.5f, colour(0x10, 0x20, 0x30)}, {2.0f, 2.0f, -4.0f, colour(0x40, 0x50, 0x60)}},
+        true);
+
+    // The writer: the binary header but for DATA, the sizes, and a stream that expands to the columns.
+    ASSERT_EQ(writePointCloud(smallCloud(), dir.path("w.pcd"), POINT_CLOUD_FORMAT::PCD,
+                              {FILE_ENCODING::BINARY_COMPRESSED, true, false}),
+              ERROR_CODE::SUCCESS);
+    const std::string file = readFile(dir.path("w.pcd"));
+    const std::string header =
+        "# .PCD v0.7 - Point Cloud Data file format\n" + kPcdFields +
+        "WIDTH 2\nHEIGHT 1\nVIEWPOINT 0 0 0 1 0 0 0\nPOINTS 2\nDATA binary_compressed\n";
+    ASSERT_EQ(file.substr(0, header.size()), header);
+    uint32_t stored[2];
+    std::memcpy(stored, file.data() + header.size(), sizeof stored);
+    ASSERT_EQ(stored[1], 32u);
+    ASSERT_EQ(file.size(), header.size() + 8 + stored[0]);
+    std::string columns(32, '\0');
+    ASSERT_EQ(lzf_decompress(file.data() + header.size() + 8, stored[0], columns.data(), 32), 32u);
+    EXPECT_EQ(columns, bytesOf({1.5f, -100.0f, -2.25f, 0.5f, 3.0f, 2.0f / 3.0f}) +
+                           std::string("\x00\x80\xff\x00\x01\xff\xfe\x00", 8));
+    EXPECT_EQ(writePointCloud(smallCloud(), dir.path("w.ply"), POINT_CLOUD_FORMAT::PLY,
+                              {FILE_ENCODING::BINARY_COMPRESSED, false, false}),
+              ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+}
+
+// A float NaN goes through a double on the general path, which quiets a signalling NaN and keeps its payload;
+// the fast path for float rows must give the same bits.
+TEST(ReadPointCloud, a_signalling_nan_reads_back_quiet_with_its_payload_on_every_path) {
+    const TempDir dir;
+    std::string rows, columns;  // the same two points by rows and, for the compressed file, by fields
+    for (const uint32_t bits : {0x7F800001u, 0xFFA00000u, 0x3F800000u, 0x7F800000u, 0x7FC00000u, 0xFF800100u})
+        appendBytes(rows, bits);
+    for (const uint32_t bits : {0x7F800001u, 0x7F800000u, 0xFFA00000u, 0x7FC00000u, 0x3F800000u, 0xFF800100u})
+        appendBytes(columns, bits);
+    const std::string head = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nPOINTS 2\nDATA ";
+    writeText(dir.path("fast.pcd"), head + "binary\n" + rows);
+    writeText(dir.path("general.pcd"), head + "binary_compressed\n" + sizes(25, 24) + "\x17" + columns);
+    for (const char* name : {"fast.pcd", "general.pcd"}) {
+        Mat read;
+        ASSERT_EQ(readPointCloud(dir.path(name), read), ERROR_CODE::SUCCESS) << name;
+        std::vector<uint32_t> words(8);
+        std::memcpy(words.data(), read.getPtr<float>(), 32);
+        EXPECT_EQ(words, (std::vector<uint32_t>{0x7FC00001u, 0xFFE00000u, 0x3F800000u, 0, 0x7F800000u,
+                                                0x7FC00000u, 0xFFC00100u, 0}))
+            << name;
+    }
+}
+
+// Rows that cross the blocks the reader takes the file in: binary rows of one size, text rows, and binary
+// rows of lists ahead of the vertices.
+TEST(ReadPointCloud, rows_across_blocks_read_whole) {
+    const Mat cloud = hardCloud(500, 300);
+    const auto* points = cloud.getPtr<Vector4<float>>();
+    std::vector<Vector4<float>> expected;
+    for (size_t i = 0; i < 500 * 300; ++i)
+        if (valid(points[i])) expected.push_back(points[i]);
+    const TempDir dir;
+    for (POINT_CLOUD_FORMAT format :
+         {POINT_CLOUD_FORMAT::PLY, POINT_CLOUD_FORMAT::PCD, POINT_CLOUD_FORMAT::XYZ})
+        for (FILE_ENCODING encoding : {FILE_ENCODING::BINARY, FILE_ENCODING::ASCII}) {
+            const bool withColor = format != POINT_CLOUD_FORMAT::XYZ;
+            ASSERT_EQ(writePointCloud(cloud, dir.path("big"), format, {encoding, withColor, false}),
+                      ERROR_CODE::SUCCESS);
+            Mat read;
+            ASSERT_EQ(readPointCloud(dir.path("big"), read), ERROR_CODE::SUCCESS);
+            expectSamePoints(read, expected, withColor);
+        }
+    // 200000 faces of 1 to 3 indices (1.8 MB) ahead of two vertices.
+    std::string ply =
+        "ply\nformat binary_little_endian 1.0\nelement face 200000\n"
+        "property list uchar int vertex_indices\n" +
+        kPlyProperties;
+    for (int i = 0; i < 200000; ++i) {
+        ply += static_cast<char>(1 + i % 3);
+        for (int k = 0; k <= i % 3; ++k)
+            appendBytes<int32_t>(ply, i);
+    }
+    ply += bytesOf({1.0f, 2.0f, 3.0f}) + "\x01\x02\x03" + bytesOf({4.0f, 5.0f, 6.0f}) + "\x04\x05\x06";
+    writeText(dir.path("faces.ply"), ply);
+    Mat read;
+    ASSERT_EQ(readPointCloud(dir.path("faces.ply"), read), ERROR_CODE::SUCCESS);
+    expectSamePoints(read, {{1.0f, 2.0f, 3.0f, colour(1, 2, 3)}, {4.0f, 5.0f, 6.0f, colour(4, 5, 6)}}, true);
+}
+
+// A FIFO without a writer would block an ordinary open for ever: it is refused at once.
+TEST(ReadPointCloud, refuses_what_is_not_a_regular_file_without_waiting) {
+    const TempDir dir;
+    const std::string fifo = dir.path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    Mat cloud(1, 1, MAT_TYPE::F32_C1);
+    cloud.setValue(0, 0, 42.0f);
+    test::LogCapture log;
+    auto result = std::async(std::launch::async, [&] { return readPointCloud(fifo, cloud); });
+    if (result.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
+        ADD_FAILURE() << "readPointCloud waits on a FIFO";
+        const int writer = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK);  // lets the blocked open return
+        if (writer >= 0) ::close(writer);
+    }
+    EXPECT_EQ(result.get(), ERROR_CODE::FAILURE);
+    EXPECT_EQ(log.texts(), std::vector<std::string>{"[Mat] readPointCloud " + fifo + ": not a regular file"});
+    EXPECT_EQ(*cloud.getPtr<float>(), 42.0f);
+}
+
 TEST(ReadPointCloud, broken_files_fail_with_a_reason_and_leave_the_cloud_untouched) {
     const TempDir dir;
     ASSERT_EQ(writePointCloud(smallCloud(), dir.path("good.pcd"), POINT_CLOUD_FORMAT::PCD,
@@ -367,8 +501,25 @@ TEST(ReadPointCloud, broken_files_fail_with_a_reason_and_leave_the_cloud_untouch
         {pcdHead + "WIDTH 3\nHEIGHT 2\nPOINTS 5\nDATA binary\n", "PCD WIDTH x HEIGHT is not POINTS"},
         {pcdHead + "WIDTH 4294967296\nHEIGHT 4294967296\nPOINTS 0\nDATA binary\n",
          "PCD WIDTH x HEIGHT is not POINTS"},
-        {pcdHead + "POINTS 1\nDATA binary_compressed\n",
-         "unsupported PCD data DATA binary_compressed (ascii and binary are read)"},
+        {pcdHead + "POINTS 1\nDATA binary_packed\n",
+         "unsupported PCD data DATA binary_packed (ascii, binary and binary_compressed are read)"},
+        // SIZE x COUNT of the padding is 2^64 - 8: a row of 12 + 2^64 - 8 bytes would wrap around to 4.
+        {"VERSION 0.7\nFIELDS x y z _\nSIZE 4 4 4 8\nTYPE F F F U\nCOUNT 1 1 1 2305843009213693951\n"
+         "POINTS 1\nDATA binary\n" +
+             std::string(4, '\0'),
+         "the PCD row of SIZE x COUNT bytes overflows"},
+        {pcdHead + "POINTS 1\nDATA binary_compressed\n", "truncated: the compressed PCD data has no sizes"},
+        {pcdHead + "POINTS 2\nDATA binary_compressed\n" + sizes(10, 12) + std::string(10, '\0'),
+         "the compressed PCD data expands to 12 bytes, not the 2 points of 12 bytes the header gives"},
+        {pcdHead + "POINTS 1\nDATA binary_compressed\n" + sizes(14, 12) + std::string(13, '\0'),
+         "truncated: the compressed PCD data of 14 bytes cannot fit in the 13 bytes left"},
+        {pcdHead + "POINTS 100\nDATA binary_compressed\n" + sizes(13, 1200) + std::string(13, '\0'),
+         "the compressed PCD data of 13 bytes cannot expand to 1200"},
+        // A literal run of 13 where 12 bytes are expected, and one of 11 that stops short.
+        {pcdHead + "POINTS 1\nDATA binary_compressed\n" + sizes(14, 12) + "\x0c" + std::string(13, 'a'),
+         "the compressed PCD data is corrupt or does not expand to 12 bytes"},
+        {pcdHead + "POINTS 1\nDATA binary_compressed\n" + sizes(12, 12) + "\x0a" + std::string(11, 'a'),
+         "the compressed PCD data is corrupt or does not expand to 12 bytes"},
         {"1 2 3\n4 5\n", "point 1 is not three numbers: 4 5"},
     };
     Mat cloud(1, 1, MAT_TYPE::F32_C1);

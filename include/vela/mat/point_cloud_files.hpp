@@ -18,11 +18,15 @@ namespace vela {
 enum class FILE_ENCODING : int32_t {
     BINARY = 0,  ///< raw little-endian values: small, fast and exact
     ASCII = 1,   ///< text, each float with the fewest digits that read back to the same float
+    /// PCD only: `binary_compressed`, the fields one after another in one LZF stream; smaller where
+    /// neighbouring values repeat, and the form recording tools commonly write
+    BINARY_COMPRESSED = 2,
 };
 
 /// Options of writePointCloud.
 struct PointCloudWriteOptions {
-    /// PLY `binary_little_endian` or `ascii`, PCD `binary` or `ascii`; XYZ is always text.
+    /// PLY `binary_little_endian` or `ascii`, PCD `binary`, `binary_compressed` or `ascii`; XYZ is always
+    /// text.
     FILE_ENCODING encoding = FILE_ENCODING::BINARY;
     /// Adds the red, green and blue bytes of each point's fourth float (F32_C4 only): PLY as three uchar
     /// properties, PCD as the packed `rgb` field 0x00RRGGBB, bit for bit.
@@ -55,11 +59,13 @@ VELA_API ERROR_CODE writePointCloud(const Mat& cloud, const String& path, POINT_
 VELA_API ERROR_CODE writeDepth(const Mat& depth, const String& path, DEPTH_FORMAT format,
                                const DepthWriteOptions& options = {});
 
-/// Reads the PLY (ASCII or binary, either byte order), PCD (ASCII or binary) or XYZ file at `path`, told
-/// apart by their content, into `cloud`: a new F32_C4 host Mat of x, y, z and the colour bytes red, green,
-/// blue, 0 (all 0 without colour); an organised PCD keeps its grid, anything else is one row. An empty cloud
-/// leaves `cloud` empty. FAILURE, logged with the reason and `cloud` untouched, for a file that cannot be
-/// read or is not a complete cloud.
+/// Reads the PLY (ASCII or binary, either byte order), PCD (ASCII, binary or binary_compressed) or XYZ file
+/// at `path`, told apart by their content, into `cloud`: a new F32_C4 host Mat of x, y, z and the colour
+/// bytes red, green, blue, 0 (all 0 without colour); an organised PCD keeps its grid, anything else is one
+/// row. An empty cloud leaves `cloud` empty. FAILURE, logged with the reason and `cloud` untouched, for a
+/// file that cannot be read (anything but a regular file is refused without waiting on it) or is not a
+/// complete cloud. Memory beyond the returned cloud is a fixed-size block of the file (or its longest header,
+/// line or row); a compressed PCD also needs its compressed and expanded data at once.
 VELA_API ERROR_CODE readPointCloud(const String& path, Mat& cloud);
 
 }  // namespace vela
