@@ -44,25 +44,29 @@ inline void scaleColouredPoints(float* points, size_t count, float factor, doubl
     const __m256 f = _mm256_set1_ps(factor);
     const __m256d wide = _mm256_set1_pd(wideFactor);
     const __m256 zero = _mm256_setzero_ps();
-    const __m256i fourthFloats = _mm256_setr_epi32(3, 7, 3, 7, 3, 7, 3, 7);
-    const __m256i toFirstPair = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-    const __m256i toSecondPair = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
     constexpr int kColourLanes = 0x88;  // lanes 3 and 7: the fourth float of each point
-    for (; i + 4 <= count; i += 4) {
+    for (; i + 8 <= count; i += 8) {
         float* p = points + 4 * i;
-        const __m256 a = _mm256_loadu_ps(p), b = _mm256_loadu_ps(p + 8);
-        // Coordinates with the colours replaced by 0, so that no colour is a float operand.
-        const __m256 xyzA = _mm256_mul_ps(_mm256_blend_ps(a, zero, kColourLanes), f);
-        const __m256 xyzB = _mm256_mul_ps(_mm256_blend_ps(b, zero, kColourLanes), f);
-        // The four colours side by side, scaled in double.
-        const __m128 coloursA = _mm256_castps256_ps128(_mm256_permutevar8x32_ps(a, fourthFloats));
-        const __m128 coloursB = _mm256_castps256_ps128(_mm256_permutevar8x32_ps(b, fourthFloats));
-        const __m128 colours = _mm_movelh_ps(coloursA, coloursB);
-        const __m128 scaled = _mm256_cvtpd_ps(_mm256_mul_pd(_mm256_cvtps_pd(colours), wide));
-        const __m256 back = _mm256_set_m128(scaled, scaled);
-        _mm256_storeu_ps(p, _mm256_blend_ps(xyzA, _mm256_permutevar8x32_ps(back, toFirstPair), kColourLanes));
-        _mm256_storeu_ps(p + 8,
-                         _mm256_blend_ps(xyzB, _mm256_permutevar8x32_ps(back, toSecondPair), kColourLanes));
+        const __m256 a = _mm256_loadu_ps(p), b = _mm256_loadu_ps(p + 8), c = _mm256_loadu_ps(p + 16),
+                     d = _mm256_loadu_ps(p + 24);
+        // The eight colours in one vector, in-lane: a3 c3 b3 d3 | a7 c7 b7 d7; scaled in double.
+        const __m256 colours =
+            _mm256_blend_ps(_mm256_shuffle_ps(a, b, 0xFF), _mm256_shuffle_ps(c, d, 0xFF), 0xAA);
+        const __m128 low =
+            _mm256_cvtpd_ps(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(colours)), wide));
+        const __m128 high =
+            _mm256_cvtpd_ps(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(colours, 1)), wide));
+        const __m256 scaled = _mm256_set_m128(high, low);
+        // Coordinates with the colours replaced by 0, so that no colour is a float operand; then the scaled
+        // colour of each point moved into its lane.
+        const auto store = [&](float* to, __m256 v, __m256 colour) {
+            _mm256_storeu_ps(to, _mm256_blend_ps(_mm256_mul_ps(_mm256_blend_ps(v, zero, kColourLanes), f),
+                                                 colour, kColourLanes));
+        };
+        store(p, a, _mm256_permute_ps(scaled, 0x00));
+        store(p + 8, b, _mm256_permute_ps(scaled, 0x80));
+        store(p + 16, c, _mm256_permute_ps(scaled, 0x40));
+        store(p + 24, d, _mm256_permute_ps(scaled, 0xC0));
     }
 #endif
     for (; i < count; ++i) {
