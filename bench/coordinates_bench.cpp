@@ -1,12 +1,14 @@
-// Unit scaling and change of axes of host point clouds (inputs.hpp; F32_C3 and F32_C4, both frame sizes),
-// each against what a user would write instead, in the same run: a memcpy of the same bytes (the limit:
-// bytes read plus written, the same for all), OpenCV (convertTo with a scale for units, cv::transform for
-// axes) and an Eigen Map product. F32_C4 points carry packed colours whose unused byte is 0, so their
-// fourth floats are mostly subnormal, which slows plain float multiplication twenty-fold.
+// Unit scaling and change of axes of host point clouds (inputs.hpp; F32_C3 and F32_C4, both frame sizes;
+// unit scaling also of the F32_C1 depth map), each against what a user would write instead, in the same
+// run: the limits of a pass in place (every byte read and written back to the same buffer) and of a memcpy
+// of the same bytes to a second buffer, OpenCV (convertTo with a scale for units, cv::transform for axes)
+// and an Eigen Map product. F32_C4 points carry packed colours whose unused byte is 0, so their fourth
+// floats are mostly subnormal, which slows plain float multiplication twenty-fold on many x86 processors.
 
 #include <Eigen/Dense>
 #include <opencv2/core.hpp>
 
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -17,6 +19,7 @@ namespace bench {
 namespace {
 
 const Mat& points(Size size, MAT_TYPE type) {
+    if (type == MAT_TYPE::F32_C1) return depthMap(size);
     return type == MAT_TYPE::F32_C3 ? cloud3(size) : cloud(size);
 }
 
@@ -67,6 +70,20 @@ void copy_memcpy(benchmark::State& state, Size size, MAT_TYPE type) {
     std::vector<unsigned char> copy(cloud.width * cloud.height * cloud.pixelBytes, 1);
     timeAlternating(state, cloud, [&](Mat& mat, bool) {
         std::memcpy(copy.data(), mat.getPtr<unsigned char>(), copy.size());
+    });
+}
+
+// The limit of any pass in place: every 32-byte block read and written back, xor-ed with a zero that the
+// compiler cannot see, so that neither the loads nor the stores can be left out.
+void pass_inplace(benchmark::State& state, Size size, MAT_TYPE type) {
+    Mat cloud = copyOf(size, type);
+    volatile uint64_t opaqueZero = 0;
+    const uint64_t zero = opaqueZero;
+    auto* words = reinterpret_cast<uint64_t*>(cloud.getPtr<unsigned char>());
+    const size_t count = cloud.width * cloud.height * cloud.pixelBytes / sizeof(uint64_t);
+    timeAlternating(state, cloud, [&](Mat&, bool) {
+        for (size_t i = 0; i < count; ++i)
+            words[i] ^= zero;
     });
 }
 
@@ -137,13 +154,19 @@ void axes_eigen(benchmark::State& state, Size size, MAT_TYPE type) {
 
 [[maybe_unused]] const bool registered = [] {
     for (const Size size : kSizes) {
-        for (MAT_TYPE type : {MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
-            const std::string suffix = type == MAT_TYPE::F32_C3 ? "_F32_C3" : "_F32_C4";
+        for (MAT_TYPE type : {MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
+            const std::string suffix = type == MAT_TYPE::F32_C1   ? "_F32_C1"
+                                       : type == MAT_TYPE::F32_C3 ? "_F32_C3"
+                                                                  : "_F32_C4";
             add("convertUnit" + suffix, size, "vela", unit_vela, type);
+            add("convertUnit" + suffix, size, "inplace", pass_inplace, type);
             add("convertUnit" + suffix, size, "memcpy", copy_memcpy, type);
             add("convertUnit" + suffix, size, "opencv", unit_opencv, type);
             add("convertUnit" + suffix, size, "eigen", unit_eigen, type);
+            // The depth map has no axes.
+            if (type == MAT_TYPE::F32_C1) continue;
             add("convertCoordinateSystem" + suffix, size, "vela", axes_vela, type);
+            add("convertCoordinateSystem" + suffix, size, "inplace", pass_inplace, type);
             add("convertCoordinateSystem" + suffix, size, "memcpy", copy_memcpy, type);
             add("convertCoordinateSystem" + suffix, size, "opencv", axes_opencv, type);
             add("convertCoordinateSystem" + suffix, size, "eigen", axes_eigen, type);

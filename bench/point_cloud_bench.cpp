@@ -1,6 +1,7 @@
 // savePointCloudAs against a plain fprintf writer of the same file, in the same run, on the same cloud
 // (inputs.hpp: coloured points in metres, about 5% invalid), for each format with and without colour and
-// at both frame sizes. The library's run fails when its file differs in any byte from the fprintf writer's.
+// at both frame sizes, and against one fwrite of the finished file. The library's run fails when its file
+// differs in any byte from the fprintf writer's.
 
 #include <algorithm>
 #include <cmath>
@@ -116,6 +117,22 @@ void save_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format, bo
         state.SkipWithError("the file differs from the fprintf writer's");
 }
 
+// The limit of any writer of the file: one fwrite of its finished bytes (the fprintf writer's file).
+void save_fwrite(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format, bool withColor) {
+    const Mat& mat = cloud(size);
+    const std::string reference = scratchPath(std::string("finished.") + extensionOf(format));
+    writeWithFprintf(mat, format, withColor, reference);
+    const std::string bytes = contentOf(reference);
+    const std::string path = scratchPath(std::string("fwrite.") + extensionOf(format));
+    for (auto _ : state) {
+        std::FILE* file = std::fopen(path.c_str(), "wb");
+        if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size())
+            state.SkipWithError("fwrite failed");
+        if (file != nullptr) std::fclose(file);
+    }
+    countPoints(state, mat);
+}
+
 [[maybe_unused]] const bool registered = [] {
     for (const Size size : kSizes) {
         for (POINT_CLOUD_FORMAT format : {POINT_CLOUD_FORMAT::XYZ, POINT_CLOUD_FORMAT::PCD,
@@ -128,6 +145,7 @@ void save_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format, bo
                     std::string("savePointCloudAs_") + extensionOf(format) + (withColor ? "_color" : "");
                 add(operation, size, "fprintf", save_fprintf, format, withColor);
                 add(operation, size, "vela", save_vela, format, withColor);
+                add(operation, size, "fwrite", save_fwrite, format, withColor);
             }
         }
     }

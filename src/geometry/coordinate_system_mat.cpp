@@ -3,9 +3,9 @@
 #include <cuda_runtime_api.h>
 
 #include <cstdint>
-#include <cstring>
 
 #include "geometry/conversion_ranges.hpp"
+#include "geometry/point_loops.hpp"
 #include "kernels/elementwise.hpp"
 #include "kernels/kernels.hpp"
 #include "mat/mat_layout.hpp"
@@ -55,28 +55,11 @@ ERROR_CODE convertPoints(Mat& mat, MEM mem, HostRow hostRow, GpuLaunch gpuLaunch
 }
 
 // The factor as a double that the compiler cannot trace back to a float: knowing that, it would turn the
-// double products of scaleFloats back into float multiplications (the bits are equal), slow path included.
+// double products of the colour scaling back into float multiplications (the bits are equal), slow path
+// included.
 double opaqueWidening(float factor) {
     volatile double wide = factor;
     return wide;
-}
-
-// `count` floats times `factor`, each product exact in double and rounded once: the same bits as float
-// multiplication. A float multiplication with a subnormal operand takes a slow microcode path on x86, and
-// the packed colour of a point whose unused byte is 0 is subnormal; conversions to and from double are not
-// slowed by it.
-void scaleFloats(float* row, size_t count, double factor) {
-    for (size_t i = 0; i < count; ++i)
-        row[i] = static_cast<float>(row[i] * factor);
-}
-
-// Points of N floats through the 3x3 block of the N x N row-major `matrix`.
-template <int N>
-void transformPoints(float* row, size_t count, const float* matrix) {
-    float m[N * N];  // a local copy, which the compiler knows the points cannot overwrite
-    std::memcpy(m, matrix, sizeof(m));
-    for (size_t i = 0; i < count; ++i)
-        elementwise::transformPoint<N>(m, row + N * i);
 }
 
 // Queues the GPU scaling of `type`'s floats: all of them for F32_C1 and F32_C3, x, y and z for F32_C4.
@@ -106,10 +89,17 @@ ERROR_CODE convertUnit(Mat& mat, UNIT unit_src, UNIT unit_dst, MEM mem) {
     const MAT_TYPE type = mat.dataType;
     if (type != MAT_TYPE::F32_C1 && !isPointCloud(type)) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
     const float factor = getUnitScale(unit_src, unit_dst);
-    const double wideFactor = opaqueWidening(factor);
     const size_t channels = detail::channelsOf(type);
+    // Only F32_C4 points carry a colour, which is scaled in double.
+    const double wideFactor = type == MAT_TYPE::F32_C4 ? opaqueWidening(factor) : 0.0;
     return convertPoints(
-        mat, mem, [&](float* row, size_t width) { scaleFloats(row, width * channels, wideFactor); },
+        mat, mem,
+        [&](float* row, size_t width) {
+            if (type == MAT_TYPE::F32_C4)
+                detail::scaleColouredPoints(row, width, factor, wideFactor);
+            else
+                detail::scaleFloats(row, width * channels, factor);
+        },
         [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
             return VELA_CUDA_CHECK(launchFactor(type, gpu, factor, step, width, height),
                                    kConvertUnitSignature);
@@ -131,9 +121,9 @@ ERROR_CODE convertCoordinateSystem(Mat& mat, COORDINATE_SYSTEM coord_system_src,
         mat, mem,
         [&](float* row, size_t width) {
             if (withColour)
-                transformPoints<4>(row, width, conversion4.elements);
+                detail::transformColouredPoints(row, width, conversion4.elements);
             else
-                transformPoints<3>(row, width, conversion3.elements);
+                detail::transformPoints(row, width, conversion3.elements);
         },
         [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
             const float* matrix = withColour ? conversion4.elements : conversion3.elements;
