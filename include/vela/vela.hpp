@@ -26,6 +26,7 @@
 #include "vela/serialization/json_file.hpp"
 #include "vela/serialization/serialization_format.hpp"
 #include "vela/types/body_tracking.hpp"
+#include "vela/types/calibration.hpp"
 #include "vela/types/camera.hpp"
 #include "vela/types/custom_object_data.hpp"
 #include "vela/types/enum_names.hpp"
