@@ -15,6 +15,7 @@
 #include "vela/geometry/matrix3f.hpp"
 #include "vela/geometry/matrix4f.hpp"
 #include "vela/geometry/orientation.hpp"
+#include "vela/geometry/point_cloud.hpp"
 #include "vela/geometry/pose.hpp"
 #include "vela/geometry/rotation.hpp"
 #include "vela/geometry/transform.hpp"

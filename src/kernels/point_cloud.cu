@@ -1,0 +1,59 @@
+// Point-cloud kernels: back-projection, rigid transform and unit scaling, each thread striding over the
+// grid so that any size is covered whatever the launch limits.
+
+#include <algorithm>
+
+#include "kernels/point_cloud_kernels.hpp"
+
+namespace vela {
+namespace {
+
+constexpr unsigned kBlockWidth = 32;  // a warp along a row reads contiguous memory
+constexpr unsigned kBlockHeight = 8;
+// gridDim.y is limited to 65535 (CUDA Programming Guide, compute capabilities table); gridDim.x to
+// 2^31 - 1. A smaller grid is enough: threads stride over the rest.
+constexpr size_t kMaxBlocksY = 65535;
+constexpr size_t kMaxBlocksX = 1u << 20;
+
+dim3 strideGrid(size_t width, size_t height) {
+    const size_t blocksX = std::min((width + kBlockWidth - 1) / kBlockWidth, kMaxBlocksX);
+    const size_t blocksY = std::min((height + kBlockHeight - 1) / kBlockHeight, kMaxBlocksY);
+    return dim3(static_cast<unsigned>(blocksX), static_cast<unsigned>(blocksY));
+}
+
+template <typename Grid, void (*PerElement)(const Grid&, size_t, size_t)>
+__global__ void strideKernel(Grid grid) {
+    const size_t strideX = static_cast<size_t>(gridDim.x) * blockDim.x;
+    const size_t strideY = static_cast<size_t>(gridDim.y) * blockDim.y;
+    for (size_t y = blockIdx.y * static_cast<size_t>(blockDim.y) + threadIdx.y; y < grid.height; y += strideY)
+        for (size_t x = blockIdx.x * static_cast<size_t>(blockDim.x) + threadIdx.x; x < grid.width;
+             x += strideX)
+            PerElement(grid, x, y);
+}
+
+// Launches through cudaLaunchKernel, whose result is this launch's status alone (cudaGetLastError would
+// also return an earlier call's error).
+template <typename Grid, void (*PerElement)(const Grid&, size_t, size_t)>
+cudaError_t launch(Grid grid, cudaStream_t stream) {
+    if (grid.width == 0 || grid.height == 0) return cudaSuccess;
+    void* arguments[] = {&grid};
+    return cudaLaunchKernel(reinterpret_cast<const void*>(&strideKernel<Grid, PerElement>),
+                            strideGrid(grid.width, grid.height), dim3(kBlockWidth, kBlockHeight), arguments,
+                            0, stream);
+}
+
+}  // namespace
+
+cudaError_t cu_depthToPointCloud(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
+    return launch<elementwise::DepthToCloudGrid, elementwise::depthToPoint>(grid, stream);
+}
+
+cudaError_t cu_transformPointCloud(const elementwise::RigidCloudGrid& grid, cudaStream_t stream) {
+    return launch<elementwise::RigidCloudGrid, elementwise::transformCloudPoint>(grid, stream);
+}
+
+cudaError_t cu_scalePointCloud(const elementwise::ScaleCloudGrid& grid, cudaStream_t stream) {
+    return launch<elementwise::ScaleCloudGrid, elementwise::scaleCloudPoint>(grid, stream);
+}
+
+}  // namespace vela
