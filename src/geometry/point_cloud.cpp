@@ -3,6 +3,7 @@
 
 #include "vela/geometry/point_cloud.hpp"
 
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -109,6 +110,8 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraPa
     const size_t width = depth.width, height = depth.height;
     if (width == 0 || height == 0 || side(depth, mem) == nullptr)
         return refuse(kName, "the depth has no storage on the requested side");
+    if (width > INT32_MAX || height > INT32_MAX)
+        return refuse(kName, "the depth is wider or taller than 2^31 - 1");
     const bool withColour = colour.isInit();
     if (withColour && ((colour.dataType != MAT_TYPE::U8_C3 && colour.dataType != MAT_TYPE::U8_C4) ||
                        colour.width != width || colour.height != height || side(colour, mem) == nullptr))
@@ -142,15 +145,9 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraPa
         counts ? static_cast<float>(static_cast<double>(parameters.depth_scale) * unitScale) : unitScale;
     grid.minDepth = parameters.min_depth;
     grid.maxDepth = std::fmin(parameters.max_depth, FLT_MAX);  // NaN reads as no limit
-    // Each row of the change of axes from IMAGE has one entry, +1 or -1: a choice of coordinate and sign.
     const Matrix3f axes =
         getCoordinateTransformConversion3f(COORDINATE_SYSTEM::IMAGE, parameters.coordinate_system);
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            if (axes(i, j) != 0.0f) {
-                grid.axis[i] = j;
-                grid.sign[i] = axes(i, j);
-            }
+    std::memcpy(grid.axes, axes.elements, sizeof grid.axes);
     grid.depthIsU16 = counts ? 1 : 0;
     grid.colourChannels = withColour ? static_cast<int>(colour.channels) : 0;
     grid.cloudChannels = withColour ? 4 : 3;
@@ -168,7 +165,8 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraPa
     grid.cloud = out;
     grid.cloudStep = stepOf(cloud, mem);
     if (mem == MEM::CPU) {
-        onHost(grid, elementwise::depthToPoint);
+        // The shape chosen once, outside the loops, so that each row's loop vectorises.
+        elementwise::withDepthShape(grid, [&](auto perPixel) { onHost(grid, perPixel); });
         return ERROR_CODE::SUCCESS;
     }
     return VELA_CUDA_CHECK(cu_depthToPointCloud(grid, stream), kDepthSignature) ? ERROR_CODE::SUCCESS

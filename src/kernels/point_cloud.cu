@@ -42,10 +42,23 @@ cudaError_t launch(Grid grid, cudaStream_t stream) {
                             0, stream);
 }
 
+// The kernel of the grid's shape, chosen here once rather than per pixel.
+template <bool DepthIsU16>
+cudaError_t launchDepth(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
+    using Grid = elementwise::DepthToCloudGrid;
+    if (grid.cloudChannels == 3)
+        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 0, 3>>(grid, stream);
+    if (grid.colourChannels == 3)
+        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 3, 4>>(grid, stream);
+    if (grid.colourChannels == 4)
+        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 4, 4>>(grid, stream);
+    return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 0, 4>>(grid, stream);
+}
+
 }  // namespace
 
 cudaError_t cu_depthToPointCloud(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
-    return launch<elementwise::DepthToCloudGrid, elementwise::depthToPoint>(grid, stream);
+    return grid.depthIsU16 ? launchDepth<true>(grid, stream) : launchDepth<false>(grid, stream);
 }
 
 cudaError_t cu_transformPointCloud(const elementwise::RigidCloudGrid& grid, cudaStream_t stream) {

@@ -23,53 +23,89 @@ struct DepthToCloudGrid {
     unsigned char* cloud;  ///< F32_C3 or F32_C4 points
     size_t cloudStep;
     size_t width, height;
-    double fx, fy, cx, cy;
+    float fx, fy, cx, cy;
     float factor;    ///< depth sample to cloud unit
     float minDepth;  ///< in the cloud unit
     float maxDepth;  ///< in the cloud unit, finite
-    int axis[3];     ///< output coordinate i is sign[i] times IMAGE coordinate axis[i]
-    float sign[3];
+    float axes[9];   ///< IMAGE to the cloud's axes, row-major: one entry of each row is +1 or -1, the rest 0
     int depthIsU16;
     int colourChannels;  ///< 0, 3 or 4
     int cloudChannels;   ///< 3 or 4
 };
 
-/// One pixel of depthToPointCloud.
-VELA_HOST_DEVICE inline void depthToPoint(const DepthToCloudGrid& g, size_t u, size_t v) {
+/// One pixel of depthToPointCloud, for a grid of the shape the template names (so that host loops
+/// vectorise): z = sample x factor, x = ((u - cx) z) / fx, y = ((v - cy) z) / fy in single precision,
+/// unfused, each operation rounded as IEEE says, so every target gives the same bits. Invalid depths
+/// give NaN coordinates; the colour is packed red first whatever the depth.
+template <bool DepthIsU16, int ColourChannels, int CloudChannels>
+VELA_HOST_DEVICE inline void depthToPointOf(const DepthToCloudGrid& g, size_t u, size_t v) {
     const unsigned char* depthRow = g.depth + v * g.depthStep;
-    float sample;
-    if (g.depthIsU16) {
-        sample = static_cast<float>(reinterpret_cast<const uint16_t*>(depthRow)[u]);
-    } else {
-        sample = reinterpret_cast<const float*>(depthRow)[u];
-    }
+    const float sample = DepthIsU16 ? static_cast<float>(reinterpret_cast<const uint16_t*>(depthRow)[u])
+                                    : reinterpret_cast<const float*>(depthRow)[u];
     const float z = sample * g.factor;
     // NaN fails every comparison; maxDepth is finite, so infinity fails too.
-    const bool valid = z > 0.0f && z >= g.minDepth && z <= g.maxDepth;
-    const double depth = z;
-    float image[3];
-    image[0] = static_cast<float>((static_cast<double>(u) - g.cx) * depth / g.fx);
-    image[1] = static_cast<float>((static_cast<double>(v) - g.cy) * depth / g.fy);
-    image[2] = z;
+    const bool valid = (z > 0.0f) & (z >= g.minDepth) & (z <= g.maxDepth);
+    // Columns and rows fit int32 (the caller checks): its conversion to float is one vector instruction.
+    const float x = (static_cast<float>(static_cast<int32_t>(u)) - g.cx) * z / g.fx;
+    const float y = (static_cast<float>(static_cast<int32_t>(v)) - g.cy) * z / g.fy;
     float* point =
-        reinterpret_cast<float*>(g.cloud + v * g.cloudStep) + static_cast<size_t>(g.cloudChannels) * u;
+        reinterpret_cast<float*>(g.cloud + v * g.cloudStep) + static_cast<size_t>(CloudChannels) * u;
     const uint32_t quietNan = 0x7FC00000u;
     float nan;
     std::memcpy(&nan, &quietNan, sizeof nan);
-    for (int i = 0; i < 3; ++i)
-        point[i] = valid ? g.sign[i] * image[g.axis[i]] : nan;
-    if (g.cloudChannels == 4) {
+    // A valid point is finite, so the zero entries add only zeros: each coordinate is exactly +-x, y or z.
+    for (int i = 0; i < 3; ++i) {
+        const float coordinate = g.axes[3 * i] * x + g.axes[3 * i + 1] * y + g.axes[3 * i + 2] * z;
+        point[i] = valid ? coordinate : nan;
+    }
+    if (CloudChannels == 4) {
         uint32_t rgba = 0;
-        if (g.colourChannels != 0) {
-            const unsigned char* bgr =
-                g.colour + v * g.colourStep + static_cast<size_t>(g.colourChannels) * u;
-            const uint32_t alpha = g.colourChannels == 4 ? bgr[3] : 255u;
+        if (ColourChannels != 0) {
+            const unsigned char* bgr = g.colour + v * g.colourStep + static_cast<size_t>(ColourChannels) * u;
+            const uint32_t alpha = ColourChannels == 4 ? bgr[ColourChannels == 4 ? 3 : 0] : 255u;
             rgba = static_cast<uint32_t>(bgr[2]) | (static_cast<uint32_t>(bgr[1]) << 8) |
                    (static_cast<uint32_t>(bgr[0]) << 16) | (alpha << 24);
         }
         // Little-endian: bytes red, green, blue, alpha in memory.
         std::memcpy(point + 3, &rgba, sizeof rgba);
     }
+}
+
+/// depthToPointOf as a function object, whose type names the shape (a call through it is inlined).
+template <bool DepthIsU16, int ColourChannels, int CloudChannels>
+struct DepthShape {
+    VELA_HOST_DEVICE void operator()(const DepthToCloudGrid& g, size_t u, size_t v) const {
+        depthToPointOf<DepthIsU16, ColourChannels, CloudChannels>(g, u, v);
+    }
+};
+
+/// Calls `run` with the DepthShape that fits the grid.
+template <bool DepthIsU16, typename Run>
+VELA_HOST_DEVICE inline void withColourShape(const DepthToCloudGrid& g, Run& run) {
+    if (g.cloudChannels == 3) {
+        run(DepthShape<DepthIsU16, 0, 3>());
+    } else if (g.colourChannels == 3) {
+        run(DepthShape<DepthIsU16, 3, 4>());
+    } else if (g.colourChannels == 4) {
+        run(DepthShape<DepthIsU16, 4, 4>());
+    } else {
+        run(DepthShape<DepthIsU16, 0, 4>());
+    }
+}
+
+/// Calls `run` with the DepthShape that fits the grid.
+template <typename Run>
+VELA_HOST_DEVICE inline void withDepthShape(const DepthToCloudGrid& g, Run run) {
+    if (g.depthIsU16 != 0) {
+        withColourShape<true>(g, run);
+    } else {
+        withColourShape<false>(g, run);
+    }
+}
+
+/// One pixel of depthToPointCloud, of any shape.
+VELA_HOST_DEVICE inline void depthToPoint(const DepthToCloudGrid& g, size_t u, size_t v) {
+    withDepthShape(g, [&](auto perPixel) { perPixel(g, u, v); });
 }
 
 /// A cloud moved through a rigid transform: the top three rows of a row-major 4x4.

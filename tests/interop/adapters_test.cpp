@@ -199,7 +199,8 @@ TEST(Open3DComparison, back_projection_matches_open3d_point_for_point) {
                 worst = std::max(worst, ulps(p[c], static_cast<float>(q[c])));
         }
     EXPECT_EQ(next, reference->points_.size());
-    EXPECT_EQ(worst, 0) << "the same arithmetic, rounded once, gives the same float";
+    // Open3D rounds each coordinate once (in double); vela rounds the product and the quotient in float.
+    EXPECT_LE(worst, 1);
 }
 
 // ---- ROS ----

@@ -70,18 +70,18 @@ struct DepthToPointCloudParameters {
 };
 
 /// Back-projects every pixel of `depth` (F32_C1, or U16_C1 counts) through the pinhole of `camera` into
-/// `cloud`, in one pass: the depth is converted to cloud_unit (z), x = (u - cx) z / fx and y = (v - cy) z /
-/// fy are computed in double precision and rounded once, and the point is written in the requested
-/// coordinate system. Invalid depths (NaN, infinite, zero, negative, outside the range) give NaN points.
-/// `colour` is an empty Mat, or a U8_C4 (blue, green, red, alpha) or U8_C3 (blue, green, red) image of the
-/// same size: with it the cloud is F32_C4 with the colour packed red-first (alpha 255 from U8_C3), without
-/// it F32_C3. `cloud` is written in place when it already has that size, type and a buffer on the side
-/// `mem` names; otherwise it is allocated there. `mem` CPU runs on the host buffers; GPU runs a kernel on
-/// the GPU buffers, queued on `stream` without waiting. Both give the same bits. `camera.image_size` must
-/// be the depth's size, or 0x0. INVALID_FUNCTION_PARAMETERS for wrong types, sizes, a missing side, a
-/// focal length that is not positive and finite, a unit or scale out of range; INVALID_COORDINATE_SYSTEM
-/// for a system out of range; FAILURE when the cloud cannot be allocated or the GPU refuses the work
-/// (reported). On any failure `cloud` is unchanged or, when the failure came after allocation, allocated.
+/// `cloud`, in one pass: the depth is converted to cloud_unit (z), x = ((u - cx) z) / fx and y = ((v - cy) z)
+/// / fy are computed in single precision, and the point is written in the requested coordinate system.
+/// Invalid depths (NaN, infinite, zero, negative, outside the range) give NaN points. `colour` is an empty
+/// Mat, or a U8_C4 (blue, green, red, alpha) or U8_C3 (blue, green, red) image of the same size: with it the
+/// cloud is F32_C4 with the colour packed red-first (alpha 255 from U8_C3), without it F32_C3. `cloud` is
+/// written in place when it already has that size, type and a buffer on the side `mem` names; otherwise it is
+/// allocated there. `mem` CPU runs on the host buffers; GPU runs a kernel on the GPU buffers, queued on
+/// `stream` without waiting. Both give the same bits. `camera.image_size` must be the depth's size, or 0x0.
+/// INVALID_FUNCTION_PARAMETERS for wrong types, sizes, a missing side, a focal length that is not positive
+/// and finite, a unit or scale out of range; INVALID_COORDINATE_SYSTEM for a system out of range; FAILURE
+/// when the cloud cannot be allocated or the GPU refuses the work (reported). On any failure `cloud` is
+/// unchanged or, when the failure came after allocation, allocated.
 VELA_API ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraParameters& camera,
                                       Mat& cloud, const DepthToPointCloudParameters& parameters = {},
                                       MEM mem = MEM::CPU, cudaStream_t stream = nullptr);
