@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+#include <vector>
 
 #include "core/logging.hpp"
 #include "geometry/conversion_ranges.hpp"
@@ -52,12 +54,46 @@ bool unitInRange(UNIT unit) {
     return static_cast<uint32_t>(unit) <= static_cast<uint32_t>(UNIT::FOOT);
 }
 
-// Runs perElement over every element of `grid` on the host, row by row.
+// Runs perElement over every element of `grid` on the host, row by row. The grid is copied into a local
+// that no store can reach, so its fields stay in registers and the row loop vectorises.
 template <typename Grid, typename PerElement>
 void onHost(const Grid& grid, PerElement perElement) {
-    for (size_t y = 0; y < grid.height; ++y)
-        for (size_t x = 0; x < grid.width; ++x)
-            perElement(grid, x, y);
+    const Grid local = grid;
+    for (size_t y = 0; y < local.height; ++y)
+        for (size_t x = 0; x < local.width; ++x)
+            perElement(local, x, y);
+}
+
+// Back-projects on the host: the shape chosen once, rayX computed once per column and rayY once per row,
+// so that each row is a vectorised loop of multiplications.
+template <bool DepthIsU16, int ColourChannels, int CloudChannels>
+void backProjectRows(const elementwise::DepthToCloudGrid& grid) {
+    const elementwise::DepthToCloudGrid local = grid;
+    std::vector<float> columns(local.width);
+    for (size_t x = 0; x < local.width; ++x)
+        columns[x] = elementwise::rayX(local, x);
+    const float* rx = columns.data();
+    for (size_t y = 0; y < local.height; ++y) {
+        const float ry = elementwise::rayY(local, y);
+        for (size_t x = 0; x < local.width; ++x)
+            elementwise::depthToPointOf<DepthIsU16, ColourChannels, CloudChannels>(local, x, y, rx[x], ry);
+    }
+}
+
+template <bool DepthIsU16>
+void backProjectOnHost(const elementwise::DepthToCloudGrid& grid, std::integral_constant<bool, DepthIsU16>) {
+    if (grid.cloudChannels == 3) return backProjectRows<DepthIsU16, 0, 3>(grid);
+    if (grid.colourChannels == 3) return backProjectRows<DepthIsU16, 3, 4>(grid);
+    if (grid.colourChannels == 4) return backProjectRows<DepthIsU16, 4, 4>(grid);
+    backProjectRows<DepthIsU16, 0, 4>(grid);
+}
+
+void backProjectOnHost(const elementwise::DepthToCloudGrid& grid) {
+    if (grid.depthIsU16 != 0) {
+        backProjectOnHost(grid, std::true_type());
+    } else {
+        backProjectOnHost(grid, std::false_type());
+    }
 }
 
 // The cloud of `width` x `height` points of `type` on `mem`: `cloud` itself when it already is one, else
@@ -143,8 +179,15 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraPa
     const float unitScale = getUnitScale(parameters.depth_unit, parameters.cloud_unit);
     grid.factor =
         counts ? static_cast<float>(static_cast<double>(parameters.depth_scale) * unitScale) : unitScale;
-    grid.minDepth = parameters.min_depth;
-    grid.maxDepth = std::fmin(parameters.max_depth, FLT_MAX);  // NaN reads as no limit
+    // The range as the bits of positive floats; a NaN bound reads as no bound.
+    const float least = std::fmax(parameters.min_depth, FLT_TRUE_MIN);
+    const float greatest = std::fmin(parameters.max_depth, FLT_MAX);
+    std::memcpy(&grid.minBits, &least, sizeof least);
+    if (greatest > 0) {
+        std::memcpy(&grid.maxBits, &greatest, sizeof greatest);
+    } else {
+        grid.maxBits = -1;
+    }
     const Matrix3f axes =
         getCoordinateTransformConversion3f(COORDINATE_SYSTEM::IMAGE, parameters.coordinate_system);
     std::memcpy(grid.axes, axes.elements, sizeof grid.axes);
@@ -165,8 +208,7 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const Mat& colour, const CameraPa
     grid.cloud = out;
     grid.cloudStep = stepOf(cloud, mem);
     if (mem == MEM::CPU) {
-        // The shape chosen once, outside the loops, so that each row's loop vectorises.
-        elementwise::withDepthShape(grid, [&](auto perPixel) { onHost(grid, perPixel); });
+        backProjectOnHost(grid);
         return ERROR_CODE::SUCCESS;
     }
     return VELA_CUDA_CHECK(cu_depthToPointCloud(grid, stream), kDepthSignature) ? ERROR_CODE::SUCCESS

@@ -21,19 +21,31 @@ dim3 strideGrid(size_t width, size_t height) {
     return dim3(static_cast<unsigned>(blocksX), static_cast<unsigned>(blocksY));
 }
 
-template <typename Grid, void (*PerElement)(const Grid&, size_t, size_t)>
+template <typename Grid, typename PerElement>
 __global__ void strideKernel(Grid grid) {
     const size_t strideX = static_cast<size_t>(gridDim.x) * blockDim.x;
     const size_t strideY = static_cast<size_t>(gridDim.y) * blockDim.y;
     for (size_t y = blockIdx.y * static_cast<size_t>(blockDim.y) + threadIdx.y; y < grid.height; y += strideY)
         for (size_t x = blockIdx.x * static_cast<size_t>(blockDim.x) + threadIdx.x; x < grid.width;
              x += strideX)
-            PerElement(grid, x, y);
+            PerElement()(grid, x, y);
 }
+
+struct TransformPoint {
+    __device__ void operator()(const elementwise::RigidCloudGrid& g, size_t x, size_t y) const {
+        elementwise::transformCloudPoint(g, x, y);
+    }
+};
+
+struct ScalePoint {
+    __device__ void operator()(const elementwise::ScaleCloudGrid& g, size_t x, size_t y) const {
+        elementwise::scaleCloudPoint(g, x, y);
+    }
+};
 
 // Launches through cudaLaunchKernel, whose result is this launch's status alone (cudaGetLastError would
 // also return an earlier call's error).
-template <typename Grid, void (*PerElement)(const Grid&, size_t, size_t)>
+template <typename Grid, typename PerElement>
 cudaError_t launch(Grid grid, cudaStream_t stream) {
     if (grid.width == 0 || grid.height == 0) return cudaSuccess;
     void* arguments[] = {&grid};
@@ -46,13 +58,12 @@ cudaError_t launch(Grid grid, cudaStream_t stream) {
 template <bool DepthIsU16>
 cudaError_t launchDepth(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
     using Grid = elementwise::DepthToCloudGrid;
-    if (grid.cloudChannels == 3)
-        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 0, 3>>(grid, stream);
+    if (grid.cloudChannels == 3) return launch<Grid, elementwise::DepthShape<DepthIsU16, 0, 3>>(grid, stream);
     if (grid.colourChannels == 3)
-        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 3, 4>>(grid, stream);
+        return launch<Grid, elementwise::DepthShape<DepthIsU16, 3, 4>>(grid, stream);
     if (grid.colourChannels == 4)
-        return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 4, 4>>(grid, stream);
-    return launch<Grid, elementwise::depthToPointOf<DepthIsU16, 0, 4>>(grid, stream);
+        return launch<Grid, elementwise::DepthShape<DepthIsU16, 4, 4>>(grid, stream);
+    return launch<Grid, elementwise::DepthShape<DepthIsU16, 0, 4>>(grid, stream);
 }
 
 }  // namespace
@@ -62,11 +73,11 @@ cudaError_t cu_depthToPointCloud(const elementwise::DepthToCloudGrid& grid, cuda
 }
 
 cudaError_t cu_transformPointCloud(const elementwise::RigidCloudGrid& grid, cudaStream_t stream) {
-    return launch<elementwise::RigidCloudGrid, elementwise::transformCloudPoint>(grid, stream);
+    return launch<elementwise::RigidCloudGrid, TransformPoint>(grid, stream);
 }
 
 cudaError_t cu_scalePointCloud(const elementwise::ScaleCloudGrid& grid, cudaStream_t stream) {
-    return launch<elementwise::ScaleCloudGrid, elementwise::scaleCloudPoint>(grid, stream);
+    return launch<elementwise::ScaleCloudGrid, ScalePoint>(grid, stream);
 }
 
 }  // namespace vela

@@ -24,39 +24,59 @@ struct DepthToCloudGrid {
     size_t cloudStep;
     size_t width, height;
     float fx, fy, cx, cy;
-    float factor;    ///< depth sample to cloud unit
-    float minDepth;  ///< in the cloud unit
-    float maxDepth;  ///< in the cloud unit, finite
-    float axes[9];   ///< IMAGE to the cloud's axes, row-major: one entry of each row is +1 or -1, the rest 0
+    float factor;     ///< depth sample to cloud unit
+    int32_t minBits;  ///< bits of the least valid depth, a positive float, in the cloud unit
+    int32_t maxBits;  ///< bits of the greatest valid depth, a positive finite float, or -1: none valid
+    float axes[9];    ///< IMAGE to the cloud's axes, row-major: one entry of each row is +1 or -1, the rest 0
     int depthIsU16;
     int colourChannels;  ///< 0, 3 or 4
     int cloudChannels;   ///< 3 or 4
 };
 
+/// The ray's x per unit of depth through column u: (u - cx) / fx, in single precision. Columns fit int32
+/// (the caller checks), whose conversion to float is one vector instruction.
+VELA_HOST_DEVICE inline float rayX(const DepthToCloudGrid& g, size_t u) {
+    return (static_cast<float>(static_cast<int32_t>(u)) - g.cx) / g.fx;
+}
+/// The ray's y per unit of depth through row v: (v - cy) / fy.
+VELA_HOST_DEVICE inline float rayY(const DepthToCloudGrid& g, size_t v) {
+    return (static_cast<float>(static_cast<int32_t>(v)) - g.cy) / g.fy;
+}
+
 /// One pixel of depthToPointCloud, for a grid of the shape the template names (so that host loops
-/// vectorise): z = sample x factor, x = ((u - cx) z) / fx, y = ((v - cy) z) / fy in single precision,
-/// unfused, each operation rounded as IEEE says, so every target gives the same bits. Invalid depths
-/// give NaN coordinates; the colour is packed red first whatever the depth.
+/// vectorise), given rayX(u) and rayY(v), which a host loop computes once per column and row: z = sample x
+/// factor, x = rayX z, y = rayY z, in single precision, unfused, each operation rounded as IEEE says, so
+/// every target gives the same bits. Invalid depths give NaN coordinates; the colour is packed red first
+/// whatever the depth.
 template <bool DepthIsU16, int ColourChannels, int CloudChannels>
-VELA_HOST_DEVICE inline void depthToPointOf(const DepthToCloudGrid& g, size_t u, size_t v) {
+VELA_HOST_DEVICE inline void depthToPointOf(const DepthToCloudGrid& g, size_t u, size_t v, float rx,
+                                            float ry) {
     const unsigned char* depthRow = g.depth + v * g.depthStep;
     const float sample = DepthIsU16 ? static_cast<float>(reinterpret_cast<const uint16_t*>(depthRow)[u])
                                     : reinterpret_cast<const float*>(depthRow)[u];
     const float z = sample * g.factor;
-    // NaN fails every comparison; maxDepth is finite, so infinity fails too.
-    const bool valid = (z > 0.0f) & (z >= g.minDepth) & (z <= g.maxDepth);
-    // Columns and rows fit int32 (the caller checks): its conversion to float is one vector instruction.
-    const float x = (static_cast<float>(static_cast<int32_t>(u)) - g.cx) * z / g.fx;
-    const float y = (static_cast<float>(static_cast<int32_t>(v)) - g.cy) * z / g.fy;
+    // Positive floats order as their bits do, and negative ones (-0 and negative NaNs included) have
+    // negative bits: the range test is on integers, which no NaN can trip (a float comparison of a NaN
+    // may raise an exception, so compilers would not vectorise it). maxBits is finite's, so infinity and
+    // positive NaNs fail too.
+    int32_t bits;
+    std::memcpy(&bits, &z, sizeof bits);
+    const bool valid = (bits > 0) & (bits >= g.minBits) & (bits <= g.maxBits);
+    const float x = rx * z;
+    const float y = ry * z;
     float* point =
         reinterpret_cast<float*>(g.cloud + v * g.cloudStep) + static_cast<size_t>(CloudChannels) * u;
-    const uint32_t quietNan = 0x7FC00000u;
-    float nan;
-    std::memcpy(&nan, &quietNan, sizeof nan);
+    // An invalid point's coordinates become a quiet NaN by integer masking: a select between floats
+    // would let the compiler compute the products only for valid points, and then not vectorise.
+    const uint32_t keep = 0u - static_cast<uint32_t>(valid);
+    const uint32_t quietNan = 0x7FC00000u & ~keep;
     // A valid point is finite, so the zero entries add only zeros: each coordinate is exactly +-x, y or z.
     for (int i = 0; i < 3; ++i) {
         const float coordinate = g.axes[3 * i] * x + g.axes[3 * i + 1] * y + g.axes[3 * i + 2] * z;
-        point[i] = valid ? coordinate : nan;
+        uint32_t coordinateBits;
+        std::memcpy(&coordinateBits, &coordinate, sizeof coordinateBits);
+        coordinateBits = (coordinateBits & keep) | quietNan;
+        std::memcpy(point + i, &coordinateBits, sizeof coordinateBits);
     }
     if (CloudChannels == 4) {
         uint32_t rgba = 0;
@@ -75,7 +95,7 @@ VELA_HOST_DEVICE inline void depthToPointOf(const DepthToCloudGrid& g, size_t u,
 template <bool DepthIsU16, int ColourChannels, int CloudChannels>
 struct DepthShape {
     VELA_HOST_DEVICE void operator()(const DepthToCloudGrid& g, size_t u, size_t v) const {
-        depthToPointOf<DepthIsU16, ColourChannels, CloudChannels>(g, u, v);
+        depthToPointOf<DepthIsU16, ColourChannels, CloudChannels>(g, u, v, rayX(g, u), rayY(g, v));
     }
 };
 
