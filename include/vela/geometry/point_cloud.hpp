@@ -70,8 +70,8 @@ struct DepthToPointCloudParameters {
 };
 
 /// Back-projects every pixel of `depth` (F32_C1, or U16_C1 counts) through the pinhole of `camera` into
-/// `cloud`, in one pass: the depth is converted to cloud_unit (z), x = ((u - cx) z) / fx and y = ((v - cy) z)
-/// / fy are computed in single precision, and the point is written in the requested coordinate system.
+/// `cloud`, in one pass: the depth is converted to cloud_unit (z), x = ((u - cx) / fx) z and y = ((v - cy) /
+/// fy) z are computed in single precision, and the point is written in the requested coordinate system.
 /// Invalid depths (NaN, infinite, zero, negative, outside the range) give NaN points. `colour` is an empty
 /// Mat, or a U8_C4 (blue, green, red, alpha) or U8_C3 (blue, green, red) image of the same size: with it the
 /// cloud is F32_C4 with the colour packed red-first (alpha 255 from U8_C3), without it F32_C3. `cloud` is
