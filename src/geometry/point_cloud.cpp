@@ -67,7 +67,8 @@ void onHost(const Grid& grid, PerElement perElement) {
 // Back-projects on the host: the shape chosen once, rayX computed once per column and rayY once per row,
 // so that each row is a vectorised loop of multiplications.
 template <bool DepthIsU16, int ColourChannels, int CloudChannels>
-void backProjectRows(const elementwise::DepthToCloudGrid& grid) {
+// Not inlined: compiled as a function of its own, each shape's row loop vectorises.
+__attribute__((noinline)) void backProjectRows(const elementwise::DepthToCloudGrid& grid) {
     const elementwise::DepthToCloudGrid local = grid;
     std::vector<float> columns(local.width);
     for (size_t x = 0; x < local.width; ++x)
