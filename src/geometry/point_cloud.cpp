@@ -97,6 +97,19 @@ void backProjectOnHost(const elementwise::DepthToCloudGrid& grid) {
     }
 }
 
+// Moves the host rows of `grid` (points of Channels floats) with transformRigid, the matrix in a local
+// array that no store can reach. Not inlined: compiled on its own, the row loop vectorises.
+template <int Channels>
+__attribute__((noinline)) void transformRows(const elementwise::RigidCloudGrid& grid) {
+    float m[12];
+    std::memcpy(m, grid.m, sizeof m);
+    for (size_t y = 0; y < grid.height; ++y) {
+        float* row = reinterpret_cast<float*>(grid.cloud + y * grid.step);
+        for (size_t x = 0; x < grid.width; ++x)
+            elementwise::transformRigid(m, row + Channels * x);
+    }
+}
+
 // The cloud of `width` x `height` points of `type` on `mem`: `cloud` itself when it already is one, else
 // newly allocated. Null when no buffer could be had.
 unsigned char* prepareCloud(Mat& cloud, size_t width, size_t height, MAT_TYPE type, MEM mem) {
@@ -234,7 +247,11 @@ ERROR_CODE transformPointCloud(Mat& cloud, const Transform& transform, MEM mem, 
     grid.channels = static_cast<int>(cloud.channels);
     std::memcpy(grid.m, transform.elements, sizeof grid.m);  // the top three rows
     if (mem == MEM::CPU) {
-        onHost(grid, elementwise::transformCloudPoint);
+        if (grid.channels == 3) {
+            transformRows<3>(grid);
+        } else {
+            transformRows<4>(grid);
+        }
         return ERROR_CODE::SUCCESS;
     }
     return VELA_CUDA_CHECK(cu_transformPointCloud(grid, stream), kTransformSignature) ? ERROR_CODE::SUCCESS
