@@ -55,6 +55,8 @@ std::string contentOf(const std::string& path);
 
 /// Registers the GPU benchmarks; called only when a device is present.
 void registerGpuBenchmarks();
+/// Registers the GPU point-cloud benchmarks (depth_to_cloud_bench.cpp); called only when a device is present.
+void registerPointCloudGpuBenchmarks();
 
 }  // namespace bench
 }  // namespace vela

@@ -81,9 +81,10 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     int devices = 0;
-    if (cudaGetDeviceCount(&devices) == cudaSuccess && devices > 0)
+    if (cudaGetDeviceCount(&devices) == cudaSuccess && devices > 0) {
         vela::bench::registerGpuBenchmarks();
-    else
+        vela::bench::registerPointCloudGpuBenchmarks();
+    } else
         std::printf("no GPU: the GPU benchmarks are not registered\n");
     cudaGetLastError();
     RatioReporter reporter;

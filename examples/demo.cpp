@@ -1,5 +1,6 @@
 // Walks one depth frame through vela the way a capture module and an application would: a synthetic scene
-// is back-projected to a coloured point cloud, converted to metres and to a z-up system, written in every
+// is back-projected to a coloured point cloud by depthToPointCloud, rendered from a second viewpoint,
+// converted to metres and to a z-up system, written in every
 // point-cloud and depth format (the ASCII ones and the lossless ones) and read back, and a camera pose and
 // a link configuration go through their conversions and files. Prints what each step returned and exits
 // non-zero with one line of reason on any failure.
@@ -13,8 +14,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "synthetic_scene.hpp"
 
@@ -150,6 +153,53 @@ void printPose(const char* label, const vela::Transform& pose, bool zUp) {
     std::printf("\n");
 }
 
+// Renders the coloured IMAGE-system cloud (millimetres) as the same camera would see it from 1.2 m to the
+// right, turned 20 degrees back towards the scene: each point goes through transformPointCloud into that
+// camera's frame, then through the pinhole onto a 2x2 splat, the nearest point winning each pixel.
+void renderSecondView(const vela::Mat& cloud, vela::MEM side, const vela::CameraParameters& camera,
+                      vela::Mat& view) {
+    vela::Mat points;
+    if (points.setFrom(cloud, side == vela::MEM::GPU ? vela::COPY_TYPE::GPU_CPU : vela::COPY_TYPE::CPU_CPU) !=
+        vela::ERROR_CODE::SUCCESS)
+        fail("could not copy the cloud for the second view");
+    // The second camera's pose in the first one's frame, inverted: world to camera.
+    vela::Transform pose;
+    pose.setEulerAngles(vela::Vector3<float>(0.0f, -20.0f, 0.0f), false);
+    pose.setTranslation(vela::Translation(1200.0f, 0.0f, 300.0f));
+    vela::Transform toCamera = pose;
+    if (toCamera.inverse() != vela::ERROR_CODE::SUCCESS) fail("the second viewpoint has no inverse");
+    if (vela::transformPointCloud(points, toCamera) != vela::ERROR_CODE::SUCCESS)
+        fail("transformPointCloud refused the cloud");
+
+    const size_t width = camera.image_size.width, height = camera.image_size.height;
+    view.alloc(width, height, vela::MAT_TYPE::U8_C4, vela::MEM::CPU);
+    view.setTo(vela::Vector4<unsigned char>(40, 30, 30, 255));
+    std::vector<float> nearest(width * height, std::numeric_limits<float>::infinity());
+    unsigned char* pixels = view.getPtr<unsigned char>();
+    const float* point = points.getPtr<float>();
+    for (size_t i = 0; i < width * height; ++i, point += 4) {
+        const float z = point[2];
+        if (!(z > 1.0f)) continue;  // no depth, or behind the camera
+        const long u = std::lround(camera.fx * point[0] / z + camera.cx);
+        const long v = std::lround(camera.fy * point[1] / z + camera.cy);
+        const vela::Vector4<unsigned char> rgba = vela::unpackColor(point[3]);
+        for (long dv = 0; dv < 2; ++dv)
+            for (long du = 0; du < 2; ++du) {
+                const long x = u + du, y = v + dv;
+                if (x < 0 || y < 0 || x >= static_cast<long>(width) || y >= static_cast<long>(height))
+                    continue;
+                const size_t at = static_cast<size_t>(y) * width + static_cast<size_t>(x);
+                if (z >= nearest[at]) continue;
+                nearest[at] = z;
+                unsigned char* bgra = pixels + 4 * at;
+                bgra[0] = rgba[2];
+                bgra[1] = rgba[1];
+                bgra[2] = rgba[0];
+                bgra[3] = 255;
+            }
+    }
+}
+
 void walkPointCloud(const Options& options, const demo::Camera& camera) {
     vela::Mat depth, colour;
     run("render the synthetic scene",
@@ -162,24 +212,39 @@ void walkPointCloud(const Options& options, const demo::Camera& camera) {
     const std::string where = side == vela::MEM::GPU ? " (GPU)" : " (host)";
     std::printf("  cloud in %s memory: %s\n", side == vela::MEM::GPU ? "GPU" : "host", why.c_str());
 
-    vela::Mat hostCloud(options.width, options.height, vela::MAT_TYPE::F32_C4, vela::MEM::CPU);
-    if (!hostCloud.isInit()) fail("could not allocate the host point cloud");
-    run("back-project to an F32_C4 cloud with packed colour",
-        [&] { demo::backProject(camera, depth, colour, hostCloud); });
+    vela::CameraParameters intrinsics;
+    intrinsics.fx = camera.fx;
+    intrinsics.fy = camera.fy;
+    intrinsics.cx = camera.cx;
+    intrinsics.cy = camera.cy;
+    intrinsics.image_size = vela::Resolution(options.width, options.height);
+    intrinsics.updateFieldsOfView();
+    std::printf("  camera: %s\n", intrinsics.getInfos().c_str());
 
-    // A capture module hands over an owning cloud in GPU memory when it has a GPU.
+    // A capture module hands over depth and colour where the work runs: GPU memory when there is a GPU.
+    vela::Mat depthIn = depth, colourIn = colour;
+    if (side == vela::MEM::GPU) {
+        depthIn = vela::Mat();
+        colourIn = vela::Mat();
+        step("copy depth and colour to the GPU", [&] {
+            const vela::ERROR_CODE status = depthIn.setFrom(depth, vela::COPY_TYPE::CPU_GPU);
+            return status != vela::ERROR_CODE::SUCCESS ? status
+                                                       : colourIn.setFrom(colour, vela::COPY_TYPE::CPU_GPU);
+        });
+    }
     vela::Mat cloud;
-    if (side == vela::MEM::GPU)
-        step("copy the cloud to the GPU", [&] { return cloud.setFrom(hostCloud, vela::COPY_TYPE::CPU_GPU); });
-    else
-        hostCloud.move(cloud);
+    step("depthToPointCloud to F32_C4 with packed colour" + where,
+         [&] { return vela::depthToPointCloud(depthIn, colourIn, intrinsics, cloud, {}, side); });
     cloud.name = "point cloud";
 
-    step("convertUnit MILLIMETER -> METER" + where,
-         [&] { return vela::convertUnit(cloud, vela::UNIT::MILLIMETER, vela::UNIT::METER, side); });
-    // On the host the unit scale reaches the fourth float as well: the colour goes back in.
-    if (side == vela::MEM::CPU)
-        run("pack the colours again (host scaling changed them)", [&] { demo::packColours(colour, cloud); });
+    // The cloud seen from a second viewpoint shows that it is right: surfaces keep their shapes and
+    // colours, and what the first camera could not see is missing.
+    vela::Mat view;
+    run("render the cloud from a second viewpoint", [&] { renderSecondView(cloud, side, intrinsics, view); });
+    view.name = "second view";
+
+    step("convertPointCloudUnit MILLIMETER -> METER" + where,
+         [&] { return vela::convertPointCloudUnit(cloud, vela::UNIT::MILLIMETER, vela::UNIT::METER, side); });
     step("convertCoordinateSystem IMAGE -> RIGHT HANDED Z UP" + where, [&] {
         return vela::convertCoordinateSystem(cloud, vela::COORDINATE_SYSTEM::IMAGE,
                                              vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, side);
@@ -218,7 +283,8 @@ void walkPointCloud(const Options& options, const demo::Camera& camera) {
     writeFile(pfm,
               [&] { return vela::writeDepth(depth, vela::String(pfm.c_str()), vela::DEPTH_FORMAT::PFM); });
     for (const auto& [mat, file] :
-         {std::pair{&preview, "depth_preview.png"}, std::pair{&colour, "colour.png"}}) {
+         {std::pair{&preview, "depth_preview.png"}, std::pair{&colour, "colour.png"},
+          std::pair{&view, "cloud_second_view.png"}}) {
         const fs::path path = options.outDir / file;
         writeFile(path, [&, mat = mat] { return mat->write(vela::String(path.c_str())); });
     }
@@ -233,7 +299,7 @@ void walkPointCloud(const Options& options, const demo::Camera& camera) {
                 options.width * options.height);
 
     std::printf("\nMats\n");
-    for (const vela::Mat* mat : {&depth, &colour, &cloud, &preview, &readBack})
+    for (const vela::Mat* mat : {&depth, &colour, &cloud, &preview, &view, &readBack})
         std::printf("  %s", mat->getInfos().c_str());
 }
 

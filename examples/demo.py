@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """The demo's walk-through from Python: a synthetic depth scene becomes a coloured point cloud in metres
-and Z-up axes, written in every point-cloud and depth format, then a camera pose and a communication record.
+(depthToPointCloud) and Z-up axes, written in every point-cloud and depth format, then a camera pose and a communication record.
 
     PYTHONPATH=build/release/python python3 examples/demo.py [output folder]
 """
@@ -68,24 +68,25 @@ def main():
     depth.name, image.name = "depth", "colour"
     print(depth.getInfos(), image.getInfos(), sep="", end="")
 
-    # (2) Back-projection to an F32_C4 cloud whose fourth float packs the colour.
-    cloud = vela.Mat(WIDTH, HEIGHT, vela.MAT_TYPE.F32_C4)
-    points = cloud.numpy()
-    v, u = np.mgrid[0:HEIGHT, 0:WIDTH].astype(np.float32)
-    points[..., 0] = (u - CX) * depth_mm / FX
-    points[..., 1] = (v - CY) * depth_mm / FY
-    points[..., 2] = depth_mm
-    points[..., 3] = colour.view(np.float32)[..., 0]
+    # (2) Back-projection to an F32_C4 cloud whose fourth float packs the colour (red first), in metres.
+    camera = vela.CameraParameters()
+    camera.fx, camera.fy, camera.cx, camera.cy = FX, FY, CX, CY
+    camera.image_size = vela.Resolution(WIDTH, HEIGHT)
+    camera.updateFieldsOfView()
+    print("camera:", camera)
+    # The rendered colour is red first; cameras and OpenCV deliver blue first, which depthToPointCloud reads.
+    bgra = np.ascontiguousarray(colour[..., [2, 1, 0, 3]])
+    parameters = vela.DepthToPointCloudParameters(cloud_unit=vela.UNIT.METER)
+    status, cloud = vela.depthToPointCloud(depth_mm, camera, colour=bgra, parameters=parameters)
+    print("depthToPointCloud", status)
 
-    # (3) Metres and Z-up axes, on the GPU when there is one.
+    # (3) Z-up axes, on the GPU when there is one.
     mem = vela.MEM.CPU
     if cloud.updateGPUfromCPU() == vela.ERROR_CODE.SUCCESS and cloud.getPtr(vela.MEM.GPU):
         mem = vela.MEM_BOTH
     print("conversions on", "the GPU" if mem == vela.MEM_BOTH else "the host")
-    for status in (vela.convertUnit(cloud, vela.UNIT.MILLIMETER, vela.UNIT.METER, mem),
-                   vela.convertCoordinateSystem(cloud, vela.COORDINATE_SYSTEM.IMAGE,
-                                                vela.COORDINATE_SYSTEM.RIGHT_HANDED_Z_UP, mem)):
-        print("  ", status)
+    print("  ", vela.convertCoordinateSystem(cloud, vela.COORDINATE_SYSTEM.IMAGE,
+                                             vela.COORDINATE_SYSTEM.RIGHT_HANDED_Z_UP, mem))
 
     # (4) Files.
     for fmt, ext in ((vela.POINT_CLOUD_FORMAT.PLY, "ply"), (vela.POINT_CLOUD_FORMAT.PCD, "pcd"),

@@ -152,30 +152,6 @@ void renderScene(const Camera& camera, size_t width, size_t height, vela::Mat& d
     }
 }
 
-void packColours(const vela::Mat& colour, vela::Mat& cloud) {
-    for (size_t v = 0; v < cloud.getHeight(); ++v) {
-        const unsigned char* bgra = row<unsigned char>(colour, v);
-        float* point = row<float>(cloud, v);
-        for (size_t u = 0; u < cloud.getWidth(); ++u, bgra += 4, point += 4) {
-            const unsigned char rgba[4] = {bgra[2], bgra[1], bgra[0], bgra[3]};
-            std::memcpy(&point[3], rgba, sizeof rgba);
-        }
-    }
-}
-
-void backProject(const Camera& camera, const vela::Mat& depth, const vela::Mat& colour, vela::Mat& cloud) {
-    for (size_t v = 0; v < depth.getHeight(); ++v) {
-        const float* z = row<float>(depth, v);
-        float* point = row<float>(cloud, v);
-        for (size_t u = 0; u < depth.getWidth(); ++u, point += 4) {
-            point[0] = (static_cast<float>(u) - camera.cx) * z[u] / camera.fx;
-            point[1] = (static_cast<float>(v) - camera.cy) * z[u] / camera.fy;
-            point[2] = z[u];
-        }
-    }
-    packColours(colour, cloud);
-}
-
 void colouriseDepth(const vela::Mat& depth, vela::Mat& preview) {
     // Red, yellow, green, cyan, blue from 1 m to 7 m.
     constexpr float kNear = 1000.0f, kFar = 7000.0f;

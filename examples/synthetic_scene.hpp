@@ -21,13 +21,6 @@ struct Camera {
 /// allocated here.
 void renderScene(const Camera& camera, size_t width, size_t height, vela::Mat& depth, vela::Mat& colour);
 
-/// Fills the host F32_C4 `cloud` (same size as `depth`) with each pixel's point in the IMAGE system, in the
-/// depth's unit, and its colour packed into the fourth float as red, green, blue, alpha bytes.
-void backProject(const Camera& camera, const vela::Mat& depth, const vela::Mat& colour, vela::Mat& cloud);
-
-/// Packs the colour of each pixel into the fourth float of the host F32_C4 `cloud` again, leaving x, y, z.
-void packColours(const vela::Mat& colour, vela::Mat& cloud);
-
 /// Fills `preview` (U8_C4, blue-green-red-alpha) with `depth` (millimetres) on a colour ramp, near warm to
 /// far cool, black where there is no depth.
 void colouriseDepth(const vela::Mat& depth, vela::Mat& preview);

@@ -9,6 +9,9 @@ packages=(cmake make g++ pkg-config ccache clang-format clang-tidy clang libclan
           python3-dev pybind11-dev python3-pybind11 python3-numpy libdlpack-dev python3-pytest
           # readers the file tests open vela's point clouds with, and the peers the benchmarks compare against
           libpcl-dev libopen3d-dev
+          # the adapters' tests: OpenCV's contrib depth module, ROS 1 messages in C++ and Python, Open3D
+          libopencv-contrib-dev libsensor-msgs-dev libroscpp-core-dev python3-sensor-msgs python3-roslib
+          python3-open3d python3-opencv
           # the performance plot
           python3-matplotlib)
 

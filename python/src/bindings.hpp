@@ -134,6 +134,7 @@ void bindArrayInterfaces(pybind11::class_<Mat>& mat);
 void bindGeometry(pybind11::module_& m);
 void bindTypes(pybind11::module_& m);
 void bindSerialization(pybind11::module_& m);
+void bindPointCloud(pybind11::module_& m);
 
 }  // namespace python
 }  // namespace vela

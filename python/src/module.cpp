@@ -18,6 +18,7 @@ PYBIND11_MODULE(VELA_PYTHON_MODULE, m) {
     vela::python::bindMat(m);
     vela::python::bindGeometry(m);
     vela::python::bindSerialization(m);
+    vela::python::bindPointCloud(m);
 #if VELA_PYTHON_SIMULATED
     // The test build on the simulated GPU lets the tests count device allocations.
     m.def("_sim_live_allocations", &vela::sim::liveAllocations);

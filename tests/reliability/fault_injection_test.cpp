@@ -246,6 +246,7 @@ const char* const kCopyFaults = "MatTransfer.failed_copies_are_reported_under_th
 const char* const kWaitFaults = "MatTransfer.failed_waits_and_attachments_are_reported_under_the_caller";
 const char* const kConvertFaults = "MatTransfer.failed_conversion_launch_is_reported_and_the_call_succeeds";
 const char* const kCloudFaults = "PointCloudConversion.runtime_failures_are_reported_and_fail_the_conversion";
+const char* const kPointCloudFaults = "PointCloudGpu.launch_failures_are_reported_and_fail_the_call";
 const char* const kUnit = "vela::ERROR_CODE vela::convertUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM)";
 const char* const kSystem =
     "vela::ERROR_CODE vela::convertCoordinateSystem(vela::Mat&, vela::COORDINATE_SYSTEM, "
@@ -281,6 +282,19 @@ const FaultCase kFaultCases[] = {
     {"mat/mat_transfer.cpp", "cu_cvt2Signed", kConvert, kConvertFaults},
     {"geometry/coordinate_system_mat.cpp", "launchFactor", kUnit, kCloudFaults},
     {"geometry/coordinate_system_mat.cpp", "launchTransform", kSystem, kCloudFaults},
+    {"geometry/point_cloud.cpp", "cu_depthToPointCloud",
+     "vela::ERROR_CODE vela::depthToPointCloud(const vela::Mat&, const vela::Mat&, const "
+     "vela::CameraParameters&, "
+     "vela::Mat&, const vela::DepthToPointCloudParameters&, vela::MEM, cudaStream_t)",
+     kPointCloudFaults},
+    {"geometry/point_cloud.cpp", "cu_transformPointCloud",
+     "vela::ERROR_CODE vela::transformPointCloud(vela::Mat&, const vela::Transform&, vela::MEM, "
+     "cudaStream_t)",
+     kPointCloudFaults},
+    {"geometry/point_cloud.cpp", "cu_scalePointCloud",
+     "vela::ERROR_CODE vela::convertPointCloudUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM, "
+     "cudaStream_t)",
+     kPointCloudFaults},
 };
 
 bool isRegistered(const std::string& test) {
