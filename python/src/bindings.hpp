@@ -125,6 +125,8 @@ void bindArrayInterfaces(pybind11::class_<Mat>& mat);
 void bindGeometry(pybind11::module_& m);
 void bindTypes(pybind11::module_& m);
 void bindSerialization(pybind11::module_& m);
+/// Gives every function, class and enumeration of `m` its header's documentation; called last.
+void attachHeaderDocs(pybind11::module_& m);
 
 }  // namespace python
 }  // namespace vela
