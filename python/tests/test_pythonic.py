@@ -174,3 +174,18 @@ def test_mypy_accepts_a_typed_example(tmp_path):
     result = api.run(options + [str(wrong)])
     for line in (2, 3, 4):
         assert "wrong.py:{}: error".format(line) in result[0], result[0]
+
+
+@pytest.mark.parametrize("document", ["README.md", "docs/getting_started.md"])
+def test_the_documents_python_samples_run(document, tmp_path, monkeypatch, capfd):
+    import re
+    import runpy
+
+    samples = re.findall(r"```python\n(.*?)```", (ROOT / document).read_text(), re.S)
+    assert samples
+    monkeypatch.chdir(tmp_path)
+    for index, sample in enumerate(samples):
+        script = tmp_path / "sample_{}.py".format(index)
+        script.write_text(sample)
+        runpy.run_path(str(script), run_name="__main__")
+    assert list(tmp_path.glob("*.p*"))  # the files they write
