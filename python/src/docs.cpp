@@ -155,7 +155,8 @@ void documentFunction(PyObject* function, const std::string& key) {
         PyCapsule_GetPointer(PyCFunction_GET_SELF(function), py::detail::get_function_record_capsule_name()));
     const bool overloaded = chain->next != nullptr;
     std::string doc;
-    if (overloaded) doc = std::string(chain->name) + "(*args, **kwargs)\nOverloaded function.\n\n";
+    // Overloads share one text signature that takes anything; the typed line of each follows.
+    if (overloaded) doc = std::string(chain->name) + "(*args, **kwargs)\n--\n\nOverloaded function.\n\n";
     int index = 0;
     for (auto* record = chain; record; record = record->next) {
         std::string text;
