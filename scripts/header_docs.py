@@ -200,7 +200,7 @@ def parse_header(path, root):
         statement = ""
         doc_lines = [trailing] if trailing is not None else statement_doc
         doc = _clean_doc(doc_lines) if doc_lines else ""
-        head = text.split("{", 1)[0].strip()
+        head = _head(text)
         opened_scope = None
 
         namespace = re.match(r"namespace\s+(" + IDENT + r")?", head)
@@ -256,6 +256,19 @@ def parse_header(path, root):
         while scopes and depth <= scopes[-1][2]:
             scopes.pop()
     return entities
+
+
+def _head(text):
+    """The declaration before its body: up to the first '{' outside parentheses (a default `= {}` stays)."""
+    depth = 0
+    for index, char in enumerate(text):
+        if char == "(":
+            depth += 1
+        elif char == ")":
+            depth -= 1
+        elif char == "{" and depth == 0:
+            return text[:index].strip()
+    return text.strip()
 
 
 def _matching_paren(text, start):
