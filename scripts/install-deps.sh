@@ -7,6 +7,8 @@ packages=(cmake make g++ pkg-config ccache clang-format clang-tidy clang libclan
           libopencv-dev libeigen3-dev nlohmann-json3-dev libspdlog-dev libfmt-dev liblzf-dev
           # the Python module and its tests
           python3-dev pybind11-dev python3-pybind11 python3-numpy libdlpack-dev python3-pytest
+          # pip installs of the package (pyproject.toml), its type stubs and the Python reference
+          python3-pip python3-venv python3-setuptools python3-wheel mypy python3-sphinx
           # readers the file tests open vela's point clouds with, and the peers the benchmarks compare against
           libpcl-dev libopen3d-dev
           # the adapters' tests: OpenCV's contrib depth module, ROS 1 messages in C++ and Python, Open3D

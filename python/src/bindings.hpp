@@ -135,6 +135,8 @@ void bindGeometry(pybind11::module_& m);
 void bindTypes(pybind11::module_& m);
 void bindSerialization(pybind11::module_& m);
 void bindPointCloud(pybind11::module_& m);
+/// Gives every function, class and enumeration of `m` its header's documentation; called last.
+void attachHeaderDocs(pybind11::module_& m);
 
 }  // namespace python
 }  // namespace vela

@@ -72,6 +72,16 @@ void bindErrorCode(py::module_& m) {
                                             py::name("__str__"), py::is_method(code));
     code.def_property_readonly(
         "verbose", [](const E& value) { return toVerbose(value); }, "the verbose text (toVerbose)");
+    // Every status, SUCCESS included, would be true as an object: a truth test is refused so that
+    // `if not vela.writePointCloud(...)` cannot pass over a failure unnoticed.
+    code.def("__bool__", [](const E& /*value*/) -> bool {
+        throw py::type_error(
+            "the truth value of an ERROR_CODE is ambiguous: compare it with ERROR_CODE.SUCCESS, or use "
+            "status.ok or vela.check(status)");
+    });
+    code.def_property_readonly(
+        "ok", [](const E& value) { return static_cast<int>(value) <= static_cast<int>(E::SUCCESS); },
+        "True for SUCCESS and the soft warnings (negative codes), False for a failure (positive codes)");
     bindToString<E>(m);
     m.def("toVerbose", &toVerbose, py::arg("code"));
     m.def("errorCode2str", &errorCode2str, py::arg("code"));

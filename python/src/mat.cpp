@@ -379,6 +379,15 @@ void bindMat(py::module_& m) {
           py::arg("options") = DepthWriteOptions{});
     m.def("readPointCloud", &readPointCloud, py::arg("path"), py::arg("cloud"),
           "replaces `cloud` with the cloud read from `path`, as Mat.read does with an image");
+    m.def(
+        "readPointCloud",
+        [](const String& path) {
+            Mat cloud;
+            const ERROR_CODE status = readPointCloud(path, cloud);
+            return std::make_pair(status, cloud);
+        },
+        py::arg("path"),
+        "Python: returns (status, cloud), cloud a new Mat (empty when status is not SUCCESS)");
 }
 
 }  // namespace python

@@ -13,12 +13,14 @@ PYBIND11_MODULE(VELA_PYTHON_MODULE, m) {
     // Every type is bound local to its module (py::module_local), so that the test build on the simulated GPU
     // loads beside this one without either taking over the other's types.
     // Enumerations first: later signatures use them as default values.
+    m.attr("__version__") = VELA_VERSION;  // the CMake project's version
     vela::python::bindCore(m);
     vela::python::bindTypes(m);
     vela::python::bindMat(m);
     vela::python::bindGeometry(m);
     vela::python::bindSerialization(m);
     vela::python::bindPointCloud(m);
+    vela::python::attachHeaderDocs(m);  // after every binding
 #if VELA_PYTHON_SIMULATED
     // The test build on the simulated GPU lets the tests count device allocations.
     m.def("_sim_live_allocations", &vela::sim::liveAllocations);
