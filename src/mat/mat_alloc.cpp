@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "core/logging.hpp"
 #include "mat/mat_layout.hpp"
@@ -196,6 +197,25 @@ Mat::Mat(const Mat& other) {
 
 Mat& Mat::operator=(const Mat& other) {
     ref(other);
+    return *this;
+}
+
+Mat::Mat(Mat&& other) noexcept {
+    *this = std::move(other);
+}
+
+Mat& Mat::operator=(Mat&& other) noexcept {
+    if (&other == this) return *this;
+    if (other.initialized && other.memoryOwner) {
+        other.move(*this);
+        // move() lets the source keep its handles; a moved-from object holds nothing.
+        other.cpuBuffer.reset();
+        other.gpuBuffer.reset();
+    } else {
+        ref(other);
+    }
+    name = std::move(other.name);
+    other.name = "n/a";
     return *this;
 }
 

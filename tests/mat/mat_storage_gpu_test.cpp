@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "mat/mat_kinds.hpp"
@@ -115,6 +116,40 @@ TEST_P(MatKinds, swap_carries_owned_storage_and_drops_references) {
         EXPECT_TRUE(holdsPattern(b, firstSide()));
     } else {
         EXPECT_FALSE(b.initialized) << "a reference is not carried over";
+    }
+}
+
+TEST_P(MatKinds, std_move_hands_over_owned_storage_and_copies_references) {
+    Mat source = make();
+    fillWithPattern(source);
+    source.name = "cloud";
+    const unsigned char* buffer = hasHost() ? source.cpuBuffer.get() : source.gpuBuffer.get();
+    Mat constructed(std::move(source));
+    EXPECT_EQ(constructed.memoryOwner, owned());
+    EXPECT_EQ(constructed.name, "cloud");
+    EXPECT_TRUE(holdsPattern(constructed, firstSide()));
+    EXPECT_EQ(source.initialized, !owned()) << "an owning source ends empty, a reference stays one";
+    EXPECT_EQ(source.cpuBuffer == nullptr && source.gpuBuffer == nullptr, owned());
+
+    Mat assigned(2, 2, MAT_TYPE::U8_C1);
+    assigned = std::move(constructed);
+    EXPECT_EQ(assigned.memoryOwner, owned());
+    EXPECT_EQ(hasHost() ? assigned.cpuBuffer.get() : assigned.gpuBuffer.get(), buffer);
+    assigned = std::move(assigned);
+    EXPECT_TRUE(holdsPattern(assigned, firstSide())) << "a self-move changes nothing";
+}
+
+TEST(MatMove, a_growing_vector_keeps_every_element_owning) {
+    std::vector<Mat> mats;
+    for (size_t i = 0; i < 9; ++i) {
+        mats.push_back(Mat(4, 2, MAT_TYPE::F32_C1));
+        ASSERT_EQ(mats.back().setTo(static_cast<float>(i)), ERROR_CODE::SUCCESS);
+    }
+    for (size_t i = 0; i < mats.size(); ++i) {
+        EXPECT_TRUE(mats[i].isMemoryOwner());
+        float value = 0;
+        EXPECT_EQ(mats[i].getValue(3, 1, &value), ERROR_CODE::SUCCESS);
+        EXPECT_EQ(value, static_cast<float>(i));
     }
 }
 

@@ -83,6 +83,13 @@ class VELA_API Mat {
     Mat(const Mat& other);
     /// Shares the other Mat's buffers without owning them (see ref); copies no pixels.
     Mat& operator=(const Mat& other);
+    /// Takes over an owning `other`'s storage as move() does, leaving `other` empty; refers to the buffers of
+    /// a referring `other`, as a copy does. The name goes with the storage, so a std::vector<Mat> that grows
+    /// keeps every element owning and named.
+    Mat(Mat&& other) noexcept;
+    /// Frees what this Mat owns, then takes `other`'s storage as the move constructor does; a self-move
+    /// changes nothing.
+    Mat& operator=(Mat&& other) noexcept;
     /// Releases what this Mat owns; a buffer lives on while another Mat shares it.
     ~Mat();
 
