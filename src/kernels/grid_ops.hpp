@@ -9,6 +9,7 @@
 
 #include "kernels/elementwise.hpp"
 #include "kernels/launch.hpp"
+#include "kernels/point_cloud_elementwise.hpp"
 #include "vela/core/vector.hpp"
 
 namespace vela {
@@ -148,6 +149,63 @@ struct TransformQuads {
     }
 };
 
+/// Points a Pitched view at a raw buffer of an operation's grid, hands it to `visit`, and takes back what
+/// the visit made of it (the simulated device's view of the same memory).
+template <typename Visit, typename Byte>
+void visitRaw(Visit& visit, Byte*& data, size_t step, size_t rowBytes, size_t rows, size_t alignment) {
+    launch::Pitched grid;
+    grid.data = const_cast<unsigned char*>(data);
+    grid.step = step;
+    grid.rowBytes = rowBytes;
+    grid.rows = rows;
+    grid.alignment = alignment;
+    visit(grid);
+    data = grid.data;
+}
+
+/// depthToPointCloud for one pixel per item, of the shape the template names (chosen once per launch).
+template <bool DepthIsU16, int ColourChannels, int CloudChannels>
+struct DepthToCloud {
+    elementwise::DepthToCloudGrid g;  ///< buffers, steps, intrinsics, axes
+    /// See Fill::visitGrids.
+    template <typename Visit>
+    void visitGrids(Visit&& visit) {
+        constexpr size_t kSample = DepthIsU16 ? 2 : 4;
+        visitRaw(visit, g.depth, g.depthStep, g.width * kSample, g.height, kSample);
+        if (ColourChannels != 0)
+            visitRaw(visit, g.colour, g.colourStep, g.width * ColourChannels, g.height, 1);
+        visitRaw(visit, g.cloud, g.cloudStep, g.width * 4 * CloudChannels, g.height, 4);
+    }
+    /// Item (x, y): one pixel.
+    VELA_HOST_DEVICE void operator()(size_t x, size_t y) const {
+        elementwise::DepthShape<DepthIsU16, ColourChannels, CloudChannels>()(g, x, y);
+    }
+};
+
+/// transformPointCloud, one point per item.
+struct TransformCloud {
+    elementwise::RigidCloudGrid g;  ///< the cloud and the matrix, by value
+    /// See Fill::visitGrids.
+    template <typename Visit>
+    void visitGrids(Visit&& visit) {
+        visitRaw(visit, g.cloud, g.step, g.width * 4 * static_cast<size_t>(g.channels), g.height, 4);
+    }
+    /// Item (x, y): one point.
+    VELA_HOST_DEVICE void operator()(size_t x, size_t y) const { elementwise::transformCloudPoint(g, x, y); }
+};
+
+/// convertPointCloudUnit, one point per item.
+struct ScaleCloud {
+    elementwise::ScaleCloudGrid g;  ///< the cloud and the factor
+    /// See Fill::visitGrids.
+    template <typename Visit>
+    void visitGrids(Visit&& visit) {
+        visitRaw(visit, g.cloud, g.step, g.width * 4 * static_cast<size_t>(g.channels), g.height, 4);
+    }
+    /// Item (x, y): one point.
+    VELA_HOST_DEVICE void operator()(size_t x, size_t y) const { elementwise::scaleCloudPoint(g, x, y); }
+};
+
 }  // namespace ops
 }  // namespace vela
 
@@ -180,3 +238,16 @@ struct TransformQuads {
     X(::vela::ops::Transform<3>) \
     X(::vela::ops::Transform<4>) \
     X(::vela::ops::TransformQuads)
+
+/// The operations of depthToPointCloud, transformPointCloud and convertPointCloudUnit.
+#define VELA_POINT_CLOUD_OPS(X)               \
+    X(::vela::ops::DepthToCloud<false, 0, 3>) \
+    X(::vela::ops::DepthToCloud<false, 0, 4>) \
+    X(::vela::ops::DepthToCloud<false, 3, 4>) \
+    X(::vela::ops::DepthToCloud<false, 4, 4>) \
+    X(::vela::ops::DepthToCloud<true, 0, 3>)  \
+    X(::vela::ops::DepthToCloud<true, 0, 4>)  \
+    X(::vela::ops::DepthToCloud<true, 3, 4>)  \
+    X(::vela::ops::DepthToCloud<true, 4, 4>)  \
+    X(::vela::ops::TransformCloud)            \
+    X(::vela::ops::ScaleCloud)

@@ -8,6 +8,7 @@
 #include "kernels/grid_ops.hpp"
 #include "kernels/kernels.hpp"
 #include "kernels/launch.hpp"
+#include "kernels/point_cloud_kernels.hpp"
 
 namespace vela {
 namespace {
@@ -163,6 +164,39 @@ cudaError_t cu_applyMat4f(Vector4<float>* gpu, const float* matrix, size_t stepB
     op.grid = pitched(gpu, stepBytes, rowBytes, height, alignof(float));
     op.matrix = block3(matrix, 4);
     return launch::run2d(op, width, height, stream);
+}
+
+namespace {
+
+// The back-projection of the grid's shape, chosen here once rather than per pixel.
+template <bool DepthIsU16>
+cudaError_t runDepth(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
+    const auto run = [&](auto op) {
+        op.g = grid;
+        return launch::run2d(op, grid.width, grid.height, stream);
+    };
+    if (grid.cloudChannels == 3) return run(ops::DepthToCloud<DepthIsU16, 0, 3>());
+    if (grid.colourChannels == 3) return run(ops::DepthToCloud<DepthIsU16, 3, 4>());
+    if (grid.colourChannels == 4) return run(ops::DepthToCloud<DepthIsU16, 4, 4>());
+    return run(ops::DepthToCloud<DepthIsU16, 0, 4>());
+}
+
+}  // namespace
+
+cudaError_t cu_depthToPointCloud(const elementwise::DepthToCloudGrid& grid, cudaStream_t stream) {
+    return grid.depthIsU16 != 0 ? runDepth<true>(grid, stream) : runDepth<false>(grid, stream);
+}
+
+cudaError_t cu_transformPointCloud(const elementwise::RigidCloudGrid& grid, cudaStream_t stream) {
+    ops::TransformCloud op;
+    op.g = grid;
+    return launch::run2d(op, grid.width, grid.height, stream);
+}
+
+cudaError_t cu_scalePointCloud(const elementwise::ScaleCloudGrid& grid, cudaStream_t stream) {
+    ops::ScaleCloud op;
+    op.g = grid;
+    return launch::run2d(op, grid.width, grid.height, stream);
 }
 
 }  // namespace vela

@@ -1,8 +1,8 @@
 #pragma once
 
-// Host-callable launchers of the point-cloud kernels. Each queues one kernel on `stream` and returns the
-// launch's own status without waiting; the grid's pointers must be GPU-visible. The grid travels by value
-// as a kernel parameter. Any width and height are covered: each thread strides over the grid.
+// Host-callable launchers of the point-cloud kernels (launchers.cpp, through launch::run2d). Each queues one
+// kernel on `stream` and returns the launch's own status without waiting; the grid's pointers must be
+// GPU-visible. The grid travels by value as a kernel parameter.
 
 #include <cuda_runtime_api.h>
 

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -293,33 +294,27 @@ TEST_F(PointCloudGpu, launch_failures_are_reported_and_fail_the_call) {
     CameraParameters camera = smallCamera();
     camera.image_size = Resolution();
     const struct {
-        const char* launcher;
         const char* signature;
+        std::function<ERROR_CODE()> call;
     } cases[] = {
-        {"cu_depthToPointCloud",
-         "vela::ERROR_CODE vela::depthToPointCloud(const vela::Mat&, const vela::Mat&, const "
+        {"vela::ERROR_CODE vela::depthToPointCloud(const vela::Mat&, const vela::Mat&, const "
          "vela::CameraParameters&, vela::Mat&, const vela::DepthToPointCloudParameters&, vela::MEM, "
-         "cudaStream_t)"},
-        {"cu_transformPointCloud",
-         "vela::ERROR_CODE vela::transformPointCloud(vela::Mat&, const vela::Transform&, vela::MEM, "
-         "cudaStream_t)"},
-        {"cu_scalePointCloud",
-         "vela::ERROR_CODE vela::convertPointCloudUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM, "
-         "cudaStream_t)"},
+         "cudaStream_t)",
+         [&] { return depthToPointCloud(gpuDepth, camera, cloud, {}, MEM::GPU); }},
+        {"vela::ERROR_CODE vela::transformPointCloud(vela::Mat&, const vela::Transform&, vela::MEM, "
+         "cudaStream_t)",
+         [&] { return transformPointCloud(cloud, Transform(), MEM::GPU); }},
+        {"vela::ERROR_CODE vela::convertPointCloudUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM, "
+         "cudaStream_t)",
+         [&] { return convertPointCloudUnit(cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU); }},
     };
     for (const auto& c : cases) {
         ASSERT_EQ(depthToPointCloud(gpuDepth, camera, cloud, {}, MEM::GPU), ERROR_CODE::SUCCESS);
-        ASSERT_TRUE(injectFailure(c.launcher, cudaErrorLaunchFailure));
+        ASSERT_TRUE(injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure));
         testing::internal::CaptureStdout();
-        ERROR_CODE status = ERROR_CODE::SUCCESS;
-        if (std::string(c.launcher) == "cu_depthToPointCloud")
-            status = depthToPointCloud(gpuDepth, camera, cloud, {}, MEM::GPU);
-        else if (std::string(c.launcher) == "cu_transformPointCloud")
-            status = transformPointCloud(cloud, Transform(), MEM::GPU);
-        else
-            status = convertPointCloudUnit(cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU);
+        const ERROR_CODE status = c.call();
         const std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(status, ERROR_CODE::FAILURE) << c.launcher;
+        EXPECT_EQ(status, ERROR_CODE::FAILURE) << c.signature;
         EXPECT_EQ(printed, std::string("in ") + c.signature + " : Err [719]: unspecified launch failure.\n");
         cudaGetLastError();
     }

@@ -45,10 +45,12 @@ cudaError_t enqueue(const Op& op, size_t width, size_t height, const Shape& shap
 }  // namespace launch
 }  // namespace vela
 
-/// Instantiates the simulated device side of launch::run2d for the operation type `Op`.
-#define VELA_SIM_DEVICE_SIDE(Op)                                                                            \
-    template cudaError_t vela::launch::enqueue<Op>(const Op&, size_t, size_t, const ::vela::launch::Shape&, \
-                                                   cudaStream_t);
+/// Instantiates the simulated device side of launch::run2d for an operation type (variadic: the type
+/// may hold commas).
+#define VELA_SIM_DEVICE_SIDE(...)                                                               \
+    template cudaError_t vela::launch::enqueue<__VA_ARGS__>(const __VA_ARGS__&, size_t, size_t, \
+                                                            const ::vela::launch::Shape&, cudaStream_t);
 VELA_FILL_OPS(VELA_SIM_DEVICE_SIDE)
 VELA_CONVERT_OPS(VELA_SIM_DEVICE_SIDE)
 VELA_TRANSFORM_OPS(VELA_SIM_DEVICE_SIDE)
+VELA_POINT_CLOUD_OPS(VELA_SIM_DEVICE_SIDE)
