@@ -173,7 +173,8 @@ void renderSecondView(const vela::Mat& cloud, vela::MEM side, const vela::Camera
 
     const size_t width = camera.image_size.width, height = camera.image_size.height;
     view.alloc(width, height, vela::MAT_TYPE::U8_C4, vela::MEM::CPU);
-    view.setTo(vela::Vector4<unsigned char>(40, 30, 30, 255));
+    if (view.setTo(vela::Vector4<unsigned char>(40, 30, 30, 255)) != vela::ERROR_CODE::SUCCESS)
+        fail("the view could not be cleared");
     std::vector<float> nearest(width * height, std::numeric_limits<float>::infinity());
     unsigned char* pixels = view.getPtr<unsigned char>();
     const float* point = points.getPtr<float>();

@@ -8,8 +8,9 @@
 #include <cstddef>
 #include <string>
 #include <type_traits>
+#include <utility>
 
-#include "kernels/element_types.hpp"
+#include "mat/element_table.hpp"
 #include "vela/core/memory_types.hpp"
 #include "vela/core/vector.hpp"
 
@@ -23,18 +24,16 @@ struct ChannelType {
     size_t bytes;
 };
 
-/// Channels of an element type, and their numeric type S.
+/// Channels of an element type, and their numeric type.
 template <typename T>
-struct Element {
-    using Scalar = T;
-    static constexpr size_t channels = 1;
-    static Scalar* data(T& value) { return &value; }
-};
-template <template <typename> class Vector, typename S>
-struct Element<Vector<S>> {
-    using Scalar = S;
-    static constexpr size_t channels = Vector<S>::size();
-    static Scalar* data(Vector<S>& value) { return value.data(); }
+struct Element : detail::ElementTraits<T> {
+    /// The channels of `value` as an array.
+    static typename detail::ElementTraits<T>::Scalar* data(T& value) {
+        if constexpr (detail::ElementTraits<T>::channels == 1)
+            return &value;
+        else
+            return value.data();
+    }
 };
 
 /// The numeric type of a channel of S: single bytes have no byte order, and wider channels are stored
@@ -52,14 +51,11 @@ constexpr ChannelType channelTypeOf() {
 /// element type.
 template <typename F>
 decltype(auto) withElementType(MAT_TYPE type, F&& f) {
-    switch (type) {
-#define VELA_PY_ELEMENT_CASE(T, enumerator) \
-    case MAT_TYPE::enumerator:              \
-        return f(static_cast<T*>(nullptr));
-        VELA_FOR_EACH_ELEMENT_TYPE(VELA_PY_ELEMENT_CASE)
-#undef VELA_PY_ELEMENT_CASE
-    }
-    throw pybind11::value_error("MAT_TYPE value " + std::to_string(toValue(type)) + " names no element type");
+    if (!detail::isKnownType(type))
+        throw pybind11::value_error("MAT_TYPE value " + std::to_string(toValue(type)) +
+                                    " names no element type");
+    using Result = decltype(f(static_cast<float*>(nullptr)));
+    return detail::withElementType(type, std::forward<F>(f), Result());
 }
 
 /// The numeric type of one channel of `type`.

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -23,8 +24,8 @@ vela::Mat referenceCloud() {
             float colour = 0;
             std::memcpy(&colour, &rgba, sizeof(colour));
             const float px = (x == 1 && y == 1) ? std::nanf("") : 0.25f * static_cast<float>(x) - 0.5f;
-            cloud.setValue(
-                x, y, vela::Vector4<float>(px, 1.5f - 0.75f * static_cast<float>(y), 2.0f + x * y, colour));
+            const vela::Vector4<float> point(px, 1.5f - 0.75f * static_cast<float>(y), 2.0f + x * y, colour);
+            if (cloud.setValue(x, y, point) != vela::ERROR_CODE::SUCCESS) std::abort();
         }
     }
     return cloud;
@@ -46,9 +47,12 @@ int main(int argc, char** argv) {
         vela::savePointCloudAs(cloud, vela::POINT_CLOUD_FORMAT::VTK, (dir + "/cloud").c_str());
 
     // The cloud in metres and Z-up, as raw bytes.
-    vela::convertUnit(cloud, vela::UNIT::MILLIMETER, vela::UNIT::METER, vela::MEM::CPU);
-    vela::convertCoordinateSystem(cloud, vela::COORDINATE_SYSTEM::IMAGE,
-                                  vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, vela::MEM::CPU);
+    written = vela::convertUnit(cloud, vela::UNIT::MILLIMETER, vela::UNIT::METER, vela::MEM::CPU) ==
+                  vela::ERROR_CODE::SUCCESS &&
+              vela::convertCoordinateSystem(cloud, vela::COORDINATE_SYSTEM::IMAGE,
+                                            vela::COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP,
+                                            vela::MEM::CPU) == vela::ERROR_CODE::SUCCESS &&
+              written;
     if (FILE* out = std::fopen((dir + "/converted_cloud.bin").c_str(), "wb")) {
         written = std::fwrite(cloud.getPtr<unsigned char>(), 1, cloud.stepCPU * cloud.height, out) ==
                       cloud.stepCPU * cloud.height &&
@@ -62,9 +66,12 @@ int main(int argc, char** argv) {
     for (int system = 0; system <= 5; ++system) {
         vela::Transform pose(vela::Rotation(0.3f, vela::Translation(1, 2, 3)),
                              vela::Translation(10, -20, 30));
-        vela::convertCoordinateSystem(pose, vela::COORDINATE_SYSTEM::IMAGE,
-                                      static_cast<vela::COORDINATE_SYSTEM>(system));
-        vela::convertUnit(pose, vela::UNIT::MILLIMETER, vela::UNIT::METER);
+        written =
+            vela::convertCoordinateSystem(pose, vela::COORDINATE_SYSTEM::IMAGE,
+                                          static_cast<vela::COORDINATE_SYSTEM>(system)) ==
+                vela::ERROR_CODE::SUCCESS &&
+            vela::convertUnit(pose, vela::UNIT::MILLIMETER, vela::UNIT::METER) == vela::ERROR_CODE::SUCCESS &&
+            written;
         for (float element : pose.elements)
             std::printf("%a ", static_cast<double>(element));
         std::printf("\n");

@@ -50,7 +50,7 @@ ERROR_CODE convertPoints(Mat& mat, MEM mem, HostRow hostRow, GpuLaunch gpuLaunch
     if (!gpuLaunch(gpu, mat.stepGPU, static_cast<size_t>(width), static_cast<size_t>(height)))
         return ERROR_CODE::FAILURE;
     // The conversion is done whatever the copy back reports.
-    if (mem == MEM_BOTH) mat.updateCPUfromGPU(nullptr);
+    if (mem == MEM_BOTH) static_cast<void>(mat.updateCPUfromGPU(nullptr));  // a failed copy logs itself
     return ERROR_CODE::SUCCESS;
 }
 

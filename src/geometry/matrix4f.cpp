@@ -105,7 +105,8 @@ ERROR_CODE Matrix4f::inverse() {
 // Inverting straight from `in` leaves the same result as copying it first, without the copy.
 Matrix4f Matrix4f::inverse(const Matrix4f& in) {
     Matrix4f result;
-    invert(in.elements, result.elements);
+    // A singular matrix leaves the identity: inverse() has no status to return.
+    static_cast<void>(invert(in.elements, result.elements));
     return result;
 }
 

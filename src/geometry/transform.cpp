@@ -15,7 +15,7 @@ Transform::Transform(const Orientation& orientation, const Translation& translat
 }
 
 void Transform::setRotationMatrix(const Rotation& rotation) {
-    setSubMatrix3f(rotation, 0, 0);
+    static_cast<void>(setSubMatrix3f(rotation, 0, 0));  // fixed indices: cannot fail
 }
 
 Rotation Transform::getRotationMatrix() const {
@@ -27,7 +27,7 @@ Rotation Transform::getRotationMatrix() const {
 }
 
 void Transform::setTranslation(const Translation& translation) {
-    setSubVector3f(translation, 3);
+    static_cast<void>(setSubVector3f(translation, 3));  // fixed index: cannot fail
 }
 
 Translation Transform::getTranslation() const {

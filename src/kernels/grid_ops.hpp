@@ -209,20 +209,11 @@ struct ScaleCloud {
 }  // namespace ops
 }  // namespace vela
 
-/// The fill operations: the ten element types, then the word types of aligned buffers.
-#define VELA_FILL_OPS(X)                                 \
-    X(::vela::ops::Fill<float>)                          \
-    X(::vela::ops::Fill<::vela::Vector2<float>>)         \
-    X(::vela::ops::Fill<::vela::Vector3<float>>)         \
-    X(::vela::ops::Fill<::vela::Vector4<float>>)         \
-    X(::vela::ops::Fill<unsigned char>)                  \
-    X(::vela::ops::Fill<::vela::Vector2<unsigned char>>) \
-    X(::vela::ops::Fill<::vela::Vector3<unsigned char>>) \
-    X(::vela::ops::Fill<::vela::Vector4<unsigned char>>) \
-    X(::vela::ops::Fill<unsigned short>)                 \
-    X(::vela::ops::Fill<::vela::Vector4<char>>)          \
-    X(::vela::ops::Fill<unsigned int>)                   \
-    X(::vela::ops::Fill<uint2>)                          \
+/// The fills of aligned buffers by words wider than their elements; each element type (the element table's
+/// rows) has its own fill besides.
+#define VELA_FILL_WORD_OPS(X)          \
+    X(::vela::ops::Fill<unsigned int>) \
+    X(::vela::ops::Fill<uint2>)        \
     X(::vela::ops::Fill<uint4>)
 
 /// The unsigned-to-signed conversions.

@@ -4,11 +4,11 @@
 #include <cstring>
 #include <type_traits>
 
-#include "kernels/element_types.hpp"
 #include "kernels/grid_ops.hpp"
 #include "kernels/kernels.hpp"
 #include "kernels/launch.hpp"
 #include "kernels/point_cloud_kernels.hpp"
+#include "mat/element_table.hpp"
 
 namespace vela {
 namespace {
@@ -79,7 +79,7 @@ cudaError_t cu_matSetToGPU(const T& value, T* gpu, size_t width, size_t height, 
     return fillGrid(value, gpu, width, height, stepBytes, stream);
 }
 
-#define VELA_INSTANTIATE_FILL(T, type) \
+#define VELA_INSTANTIATE_FILL(T, ...) \
     template cudaError_t cu_matSetToGPU<T>(const T&, T*, size_t, size_t, size_t, cudaStream_t);
 VELA_FOR_EACH_ELEMENT_TYPE(VELA_INSTANTIATE_FILL)
 #undef VELA_INSTANTIATE_FILL

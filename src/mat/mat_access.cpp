@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <type_traits>
 
-#include "kernels/element_types.hpp"
 #include "kernels/kernels.hpp"
+#include "mat/element_table.hpp"
 #include "mat/mat_layout.hpp"
 #include "vela/core/cuda_check.hpp"
 #include "vela/core/vector.hpp"
@@ -14,33 +15,18 @@
 namespace vela {
 namespace {
 
-// The signature texts of the member templates for each element type, spelled as the compiler spells them.
-template <typename T>
-struct Signatures;  // deliberately undefined: an element type without texts does not compile
-
-#define VELA_SIGNATURES(T, spelled)                                                                        \
-    template <>                                                                                            \
-    struct Signatures<T> {                                                                                 \
-        static constexpr const char* setTo =                                                               \
-            "vela::ERROR_CODE vela::Mat::setTo(const T&, vela::MEM, cudaStream_t) [with T = " spelled "]"; \
-        static constexpr const char* setValue =                                                            \
-            "vela::ERROR_CODE vela::Mat::setValue(size_t, size_t, const T&, vela::MEM) [with T = " spelled \
-            "]";                                                                                           \
-        static constexpr const char* getValue =                                                            \
-            "vela::ERROR_CODE vela::Mat::getValue(size_t, size_t, T*, vela::MEM) const [with T = " spelled \
-            "]";                                                                                           \
-    };
-VELA_SIGNATURES(float, "float")
-VELA_SIGNATURES(Vector2<float>, "vela::Vector2<float>")
-VELA_SIGNATURES(Vector3<float>, "vela::Vector3<float>")
-VELA_SIGNATURES(Vector4<float>, "vela::Vector4<float>")
-VELA_SIGNATURES(unsigned char, "unsigned char")
-VELA_SIGNATURES(Vector2<unsigned char>, "vela::Vector2<unsigned char>")
-VELA_SIGNATURES(Vector3<unsigned char>, "vela::Vector3<unsigned char>")
-VELA_SIGNATURES(Vector4<unsigned char>, "vela::Vector4<unsigned char>")
-VELA_SIGNATURES(unsigned short, "short unsigned int")
-VELA_SIGNATURES(Vector4<char>, "vela::Vector4<char>")
-#undef VELA_SIGNATURES
+// The signature text of a member template for element type T, spelled as the compiler spells it: the
+// member's text up to "T = ", the type, "]". Made once per member and type, on first use.
+template <typename T, const char* const* head>
+const char* signatureOf() {
+    static const std::string text = std::string(*head) + detail::ElementTraits<T>::spelled + "]";
+    return text.c_str();
+}
+const char* const kSetTo = "vela::ERROR_CODE vela::Mat::setTo(const T&, vela::MEM, cudaStream_t) [with T = ";
+const char* const kSetValue =
+    "vela::ERROR_CODE vela::Mat::setValue(size_t, size_t, const T&, vela::MEM) [with T = ";
+const char* const kGetValue =
+    "vela::ERROR_CODE vela::Mat::getValue(size_t, size_t, T*, vela::MEM) const [with T = ";
 
 // True when `mem` is CPU or GPU and the Mat's memory type has that side.
 bool hasUsableSide(const Mat& mat, MEM mem) {
@@ -94,14 +80,14 @@ void fillHost(unsigned char* data, size_t width, size_t height, size_t stepBytes
 }  // namespace
 
 template <typename T>
-T* Mat::getPtr(MEM mem) const {
+typename detail::ElementCheck<T>::Pointer Mat::getPtr(MEM mem) const {
     if (mem == MEM::GPU || mem == MEM_MANAGED) return reinterpret_cast<T*>(gpuBuffer.get());
     if (mem == MEM::CPU) return reinterpret_cast<T*>(cpuBuffer.get());
     return nullptr;
 }
 
 template <typename T>
-ERROR_CODE Mat::setTo(const T& value, MEM mem, cudaStream_t stream) {
+typename detail::ElementCheck<T>::Status Mat::setTo(const T& value, MEM mem, cudaStream_t stream) {
     if (detail::bytesPerElement(dataType) != sizeof(T)) return ERROR_CODE::FAILURE;
     // An empty grid has nothing to fill, and no buffer on the runtime's side.
     if (initialized && (width == 0 || height == 0))
@@ -113,14 +99,14 @@ ERROR_CODE Mat::setTo(const T& value, MEM mem, cudaStream_t stream) {
     } else {
         // A failed launch is reported; the fill itself completes, or fails, later on the stream.
         VELA_CUDA_CHECK(cu_matSetToGPU(value, reinterpret_cast<T*>(buffer), width, height, stepGPU, stream),
-                        Signatures<T>::setTo);
+                        (signatureOf<T, &kSetTo>()));
     }
     return ERROR_CODE::SUCCESS;
 }
 
 // Unlike getValue, neither the coordinates nor the element type are checked: callers are trusted with them.
 template <typename T>
-ERROR_CODE Mat::setValue(size_t x, size_t y, const T& value, MEM mem) {
+typename detail::ElementCheck<T>::Status Mat::setValue(size_t x, size_t y, const T& value, MEM mem) {
     unsigned char* buffer = usableBuffer(*this, mem);
     if (!initialized || buffer == nullptr) return ERROR_CODE::FAILURE;
     unsigned char* element = buffer + offsetOf<T>(*this, mem, x, y);
@@ -128,13 +114,13 @@ ERROR_CODE Mat::setValue(size_t x, size_t y, const T& value, MEM mem) {
         std::memcpy(element, &value, sizeof(T));
     } else {
         VELA_CUDA_CHECK(cudaMemcpy(element, &value, sizeof(T), cudaMemcpyHostToDevice),
-                        Signatures<T>::setValue);
+                        (signatureOf<T, &kSetValue>()));
     }
     return ERROR_CODE::SUCCESS;
 }
 
 template <typename T>
-ERROR_CODE Mat::getValue(size_t x, size_t y, T* value, MEM mem) const {
+typename detail::ElementCheck<T>::Status Mat::getValue(size_t x, size_t y, T* value, MEM mem) const {
     if (value == nullptr) return ERROR_CODE::FAILURE;
     std::memset(static_cast<void*>(value), 0, sizeof(T));
     if (!initialized || x >= width || y >= height) return ERROR_CODE::FAILURE;
@@ -147,17 +133,16 @@ ERROR_CODE Mat::getValue(size_t x, size_t y, T* value, MEM mem) const {
         std::memcpy(static_cast<void*>(value), element, sizeof(T));
     } else {
         VELA_CUDA_CHECK(cudaMemcpy(value, element, sizeof(T), cudaMemcpyDeviceToHost),
-                        Signatures<T>::getValue);
+                        (signatureOf<T, &kGetValue>()));
     }
     return ERROR_CODE::SUCCESS;
 }
 
-#define VELA_INSTANTIATE_ACCESS(T, type)                                                     \
-    static_assert(std::is_trivially_copyable<T>::value, "Mat elements are copied as bytes"); \
-    template VELA_API T* Mat::getPtr<T>(MEM) const;                                          \
-    template VELA_API ERROR_CODE Mat::setTo<T>(const T&, MEM, cudaStream_t);                 \
-    template VELA_API ERROR_CODE Mat::setValue<T>(size_t, size_t, const T&, MEM);            \
-    template VELA_API ERROR_CODE Mat::getValue<T>(size_t, size_t, T*, MEM) const;
+#define VELA_INSTANTIATE_ACCESS(T, ...)                                                                \
+    template VELA_API detail::ElementCheck<T>::Pointer Mat::getPtr<T>(MEM) const;                      \
+    template VELA_API detail::ElementCheck<T>::Status Mat::setTo<T>(const T&, MEM, cudaStream_t);      \
+    template VELA_API detail::ElementCheck<T>::Status Mat::setValue<T>(size_t, size_t, const T&, MEM); \
+    template VELA_API detail::ElementCheck<T>::Status Mat::getValue<T>(size_t, size_t, T*, MEM) const;
 VELA_FOR_EACH_ELEMENT_TYPE(VELA_INSTANTIATE_ACCESS)
 #undef VELA_INSTANTIATE_ACCESS
 

@@ -63,27 +63,6 @@ void shareStorage(const Mat& from, Mat& to) {
     to.timestamp = from.timestamp;
 }
 
-// The word getInfos prints for the element type, trailing space included; nothing when unknown.
-const char* typeWord(MAT_TYPE type) {
-    switch (type) {
-        case MAT_TYPE::F32_C1:
-        case MAT_TYPE::F32_C2:
-        case MAT_TYPE::F32_C3:
-        case MAT_TYPE::F32_C4:
-            return "float ";
-        case MAT_TYPE::U8_C1:
-        case MAT_TYPE::U8_C2:
-        case MAT_TYPE::U8_C3:
-        case MAT_TYPE::U8_C4:
-            return "uchar ";
-        case MAT_TYPE::U16_C1:
-            return "short ";
-        case MAT_TYPE::S8_C4:
-            return "char ";
-    }
-    return "";
-}
-
 // Where getInfos says the buffers are; nothing for managed, mapped or unknown memory.
 const char* memoryWord(MEM mem) {
     if (mem == MEM::CPU) return "CPU";
@@ -207,7 +186,7 @@ Mat::Mat(Mat&& other) noexcept {
 Mat& Mat::operator=(Mat&& other) noexcept {
     if (&other == this) return *this;
     if (other.initialized && other.memoryOwner) {
-        other.move(*this);
+        static_cast<void>(other.move(*this));  // an owning source always moves
         // move() lets the source keep its handles; a moved-from object holds nothing.
         other.cpuBuffer.reset();
         other.gpuBuffer.reset();
@@ -290,24 +269,21 @@ void Mat::alloc(Resolution resolution, MAT_TYPE type, MEM mem) {
 
 void Mat::free(MEM mem) {
     if (initialized && memoryOwner) {
-        const int32_t held = toValue(memType);
-        const int32_t asked = toValue(mem);
-        const int32_t gpu = toValue(MEM::GPU);
-        if (memType == MEM_MANAGED || memType == MEM_UNIFIED) {
-            // One buffer serves both sides: releasing either side releases it.
+        if (detail::sharesOneBuffer(memType)) {
             cpuBuffer.reset();
             gpuBuffer.reset();
         } else {
-            if ((memType == MEM::CPU || held > gpu) && (mem == MEM::CPU || asked > gpu)) {
+            const bool both = detail::hasBothSides(memType);
+            if (detail::hasHostSide(memType) && detail::freesHostSide(mem)) {
                 cpuBuffer.reset();
                 stepCPU = 0;
             }
-            if (held >= gpu) {
-                if (asked >= gpu) {
+            if (detail::hasGpuSide(memType)) {
+                if (detail::freesGpuSide(mem)) {
                     gpuBuffer.reset();
                     stepGPU = 0;
-                    if (held > gpu && mem == MEM::GPU) memType = MEM::CPU;
-                } else if (mem == MEM::CPU && held > gpu) {
+                    if (both && mem == MEM::GPU) memType = MEM::CPU;
+                } else if (both && mem == MEM::CPU) {
                     memType = MEM::GPU;
                 }
             }
@@ -347,9 +323,10 @@ ERROR_CODE Mat::move(Mat& dst) {
 
 void Mat::swap(Mat& a, Mat& b) {
     Mat held;
-    a.move(held);
-    b.move(a);
-    held.move(b);
+    // move() fails only from a Mat that owns nothing, which then has nothing to hand over.
+    static_cast<void>(a.move(held));
+    static_cast<void>(b.move(a));
+    static_cast<void>(held.move(b));
 }
 
 size_t Mat::getStepBytes(MEM mem) const {
@@ -370,7 +347,7 @@ String Mat::getInfos() const {
     if (!initialized) return text + " vela::Mat not initialised";
     text += " Ts " + std::to_string(timestamp) + " vela::Mat of size [" + std::to_string(width) + "," +
             std::to_string(height) + "], with " + std::to_string(channels) + " channels of type " +
-            typeWord(dataType) + "allocated on " + memoryWord(memType) +
+            detail::typeWord(dataType) + "allocated on " + memoryWord(memType) +
             (memoryOwner ? " (memory owned)" : " (reference only)") + ".\n";
     return text;
 }

@@ -15,24 +15,12 @@
 
 #include "core/logging.hpp"
 #include "core/replacing_file.hpp"
-#include "kernels/element_types.hpp"
+#include "mat/element_table.hpp"
 #include "vela/mat/exporters.hpp"
 #include "vela/mat/mat.hpp"
 
 namespace vela {
 namespace {
-
-// The scalar type and channel count of a Mat element type.
-template <typename T>
-struct ElementShape {
-    using Scalar = T;
-    static constexpr int channels = 1;
-};
-template <template <typename> class Vector, typename T>
-struct ElementShape<Vector<T>> {
-    using Scalar = T;
-    static constexpr int channels = static_cast<int>(Vector<T>::size());
-};
 
 // The text after the last "." of `path`; empty when there is no "." or the text is longer than four
 // characters. Case is kept: "PNG" is not "png".
@@ -118,18 +106,18 @@ ERROR_CODE encodeImage(const Mat& mat, const std::string& path, const std::strin
 }  // namespace
 
 int cvTypeOf(MAT_TYPE type) {
-    switch (type) {
-#define VELA_CV_TYPE(T, name) \
-    case MAT_TYPE::name:      \
-        return CV_MAKETYPE(cv::traits::Depth<ElementShape<T>::Scalar>::value, ElementShape<T>::channels);
-        VELA_FOR_EACH_ELEMENT_TYPE(VELA_CV_TYPE)
-#undef VELA_CV_TYPE
-    }
-    return -1;
+    return detail::withElementType(
+        type,
+        [](auto* tag) {
+            using Traits = detail::ElementTraits<std::remove_pointer_t<decltype(tag)>>;
+            return CV_MAKETYPE(cv::traits::Depth<typename Traits::Scalar>::value,
+                               static_cast<int>(Traits::channels));
+        },
+        -1);
 }
 
 MAT_TYPE matTypeFromCvMat(const cv::Mat& mat) {
-#define VELA_MATCH_CV_TYPE(T, name) \
+#define VELA_MATCH_CV_TYPE(T, name, ...) \
     if (mat.type() == cvTypeOf(MAT_TYPE::name)) return MAT_TYPE::name;
     VELA_FOR_EACH_ELEMENT_TYPE(VELA_MATCH_CV_TYPE)
 #undef VELA_MATCH_CV_TYPE
@@ -203,7 +191,7 @@ ERROR_CODE Mat::read(const String& filePath) {
         decoded.userFlag = userFlag;  // as before the read: only the storage changes
         decoded.timestamp = timestamp;
         free(MEM_BOTH);
-        decoded.move(*this);
+        static_cast<void>(decoded.move(*this));  // decoded owns its buffer
         return ERROR_CODE::SUCCESS;
     } catch (const cv::Exception& exception) {
         detail::logError("{} in {} : {}", "[Mat] ", "read", exception.what());

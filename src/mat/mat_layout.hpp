@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "mat/element_table.hpp"
 #include "vela/core/memory_types.hpp"
 
 namespace vela {
@@ -12,25 +13,6 @@ namespace vela {
 class Mat;
 
 namespace detail {
-
-/// Channels per element, indexed by MAT_TYPE value.
-inline constexpr size_t kChannels[] = {1, 2, 3, 4, 1, 2, 3, 4, 1, 4};
-
-inline bool isKnownType(MAT_TYPE type) {
-    return static_cast<uint32_t>(toValue(type)) < sizeof(kChannels) / sizeof(kChannels[0]);
-}
-
-/// Channels of `type`; 0 for a value outside the enumeration.
-inline size_t channelsOf(MAT_TYPE type) {
-    return isKnownType(type) ? kChannels[toValue(type)] : 0;
-}
-
-/// Bytes per element of `type`: 4 per float channel, 2 for U16_C1, 1 per byte channel; 0 when unknown.
-inline size_t bytesPerElement(MAT_TYPE type) {
-    if (toValue(type) <= toValue(MAT_TYPE::F32_C4)) return channelsOf(type) * 4;
-    if (type == MAT_TYPE::U16_C1) return channelsOf(type) * 2;
-    return channelsOf(type);
-}
 
 /// True when a Mat of memory type `mem` has host-readable storage.
 inline bool hasHostSide(MEM mem) {
@@ -40,6 +22,26 @@ inline bool hasHostSide(MEM mem) {
 /// True when a Mat of memory type `mem` has GPU-readable storage.
 inline bool hasGpuSide(MEM mem) {
     return mem == MEM::GPU || mem == MEM_BOTH || mem == MEM_MANAGED || mem == MEM_UNIFIED;
+}
+
+/// True when one buffer serves both sides (managed or mapped memory): releasing either side releases it.
+inline bool sharesOneBuffer(MEM mem) {
+    return mem == MEM_MANAGED || mem == MEM_UNIFIED;
+}
+
+/// True when a Mat of memory type `mem` has storage on both sides.
+inline bool hasBothSides(MEM mem) {
+    return hasHostSide(mem) && hasGpuSide(mem);
+}
+
+/// The sides `free(mem)` is asked to release: its own, and both for any value past GPU (MEM_BOTH and the
+/// values above it, as free has always read them).
+inline bool freesHostSide(MEM mem) {
+    return mem == MEM::CPU || toValue(mem) > toValue(MEM::GPU);
+}
+/// See freesHostSide.
+inline bool freesGpuSide(MEM mem) {
+    return toValue(mem) >= toValue(MEM::GPU);
 }
 
 /// Bytes of one packed row and of the whole packed grid of `mat`'s size and type. False when either passes

@@ -137,7 +137,7 @@ ERROR_CODE copyMat(const Mat& src, Mat& dst, COPY_TYPE type, cudaStream_t stream
 
 // A reference with one side may not grow a second buffer: it does not own what it would pair it with.
 bool refusesUpdate(const Mat& mat, const char* operation) {
-    if (mat.memoryOwner || toValue(mat.memType) >= toValue(MEM_BOTH)) return false;
+    if (mat.memoryOwner || detail::hasBothSides(mat.memType)) return false;
     detail::logError("{} {} for reference Mat is forbidden.", "[Mat] ", operation);
     return true;
 }
@@ -219,24 +219,24 @@ ERROR_CODE Mat::clone(const Mat& src) {
     if (&src == this) {
         // Allocating would free the source first: clone into a new Mat and take over its storage.
         Mat copy;
-        copy.clone(src);
+        static_cast<void>(copy.clone(src));  // src is initialised: the clone succeeds
         return copy.move(*this);
     }
     alloc(src.width, src.height, src.dataType, src.memType);
     timestamp = src.timestamp;
     if (src.memType == MEM::CPU) {
-        setFrom(src, COPY_TYPE::CPU_CPU);
+        static_cast<void>(setFrom(src, COPY_TYPE::CPU_CPU));
     } else if (src.memType == MEM::GPU) {
-        setFrom(src, COPY_TYPE::GPU_GPU);
+        static_cast<void>(setFrom(src, COPY_TYPE::GPU_GPU));
     } else {
-        setFrom(src, COPY_TYPE::CPU_CPU);
-        updateGPUfromCPU();
+        static_cast<void>(setFrom(src, COPY_TYPE::CPU_CPU));
+        static_cast<void>(updateGPUfromCPU());
     }
     return ERROR_CODE::SUCCESS;
 }
 
 ERROR_CODE convertImage(Mat& src, Mat& dst, cudaStream_t stream) {
-    if (!src.initialized || toValue(src.memType) < toValue(MEM::GPU) || src.dataType != MAT_TYPE::U8_C4)
+    if (!src.initialized || !detail::hasGpuSide(src.memType) || src.dataType != MAT_TYPE::U8_C4)
         return ERROR_CODE::FAILURE;
     // A kernel never runs on a buffer that is not there: on a GPU that faults and ends the context.
     const bool empty = src.width == 0 || src.height == 0;

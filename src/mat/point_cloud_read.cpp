@@ -1164,7 +1164,7 @@ ERROR_CODE readPointCloud(const String& path, Mat& cloud) {
         return ERROR_CODE::FAILURE;
     }
     if (points.initialized)
-        points.move(cloud);
+        static_cast<void>(points.move(cloud));  // points owns what it read
     else
         cloud.free(MEM_BOTH);
     return ERROR_CODE::SUCCESS;

@@ -50,7 +50,8 @@ void readDocument(const json& document, CommunicationParameters& record) {
     if (get(section, "ip_port", port, false)) readPort(port, read.ip_port);
     std::string type;
     if (getString(section, "communication_type", type, false))
-        fromString(String(type), read.communication_type);
+        static_cast<void>(
+            fromString(String(type), read.communication_type));  // unknown text: the default stays
     record = std::move(read);
 }
 

@@ -6,6 +6,7 @@
 
 #include "kernels/grid_ops.hpp"
 #include "kernels/launch.hpp"
+#include "mat/element_table.hpp"
 #include "sim_device.hpp"
 
 namespace vela {
@@ -50,7 +51,9 @@ cudaError_t enqueue(const Op& op, size_t width, size_t height, const Shape& shap
 #define VELA_SIM_DEVICE_SIDE(...)                                                               \
     template cudaError_t vela::launch::enqueue<__VA_ARGS__>(const __VA_ARGS__&, size_t, size_t, \
                                                             const ::vela::launch::Shape&, cudaStream_t);
-VELA_FILL_OPS(VELA_SIM_DEVICE_SIDE)
+#define VELA_FILL_SIM_SIDE(T, ...) VELA_SIM_DEVICE_SIDE(::vela::ops::Fill<T>)
+VELA_FOR_EACH_ELEMENT_TYPE(VELA_FILL_SIM_SIDE)
+VELA_FILL_WORD_OPS(VELA_SIM_DEVICE_SIDE)
 VELA_CONVERT_OPS(VELA_SIM_DEVICE_SIDE)
 VELA_TRANSFORM_OPS(VELA_SIM_DEVICE_SIDE)
 VELA_POINT_CLOUD_OPS(VELA_SIM_DEVICE_SIDE)

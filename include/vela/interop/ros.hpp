@@ -175,8 +175,7 @@ ERROR_CODE fromPointCloud2(const PointCloud2& message, Mat& cloud) {
             if (withColour) out[3] = swapRedBlue(out[3]);
         }
     }
-    read.move(cloud);  // `cloud` is untouched on every failure above
-    return ERROR_CODE::SUCCESS;
+    return read.move(cloud);  // `cloud` is untouched on every failure above
 }
 
 /// Fills `message` with the host side of an image: F32_C1 as "32FC1", U16_C1 as "16UC1", U8_C1 as
@@ -244,8 +243,7 @@ ERROR_CODE fromImage(const Image& message, Mat& image) {
             for (size_t x = 0; x < width; ++x)
                 std::swap(out[x * pixel], out[x * pixel + 2]);
     }
-    read.move(image);
-    return ERROR_CODE::SUCCESS;
+    return read.move(image);
 }
 
 }  // namespace ros

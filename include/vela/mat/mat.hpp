@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <tuple>
+#include <type_traits>
 
 #include "vela/core/error_code.hpp"
 #include "vela/core/export.hpp"
@@ -14,6 +16,42 @@
 #include "vela/core/vector.hpp"
 
 namespace vela {
+
+namespace detail {
+/// Types listed in a fixed order, indexable at compile time.
+template <typename... Types>
+struct TypeList {
+    /// How many types the list holds.
+    static constexpr size_t size = sizeof...(Types);
+    /// The type at `index`.
+    template <size_t index>
+    using At = std::tuple_element_t<index, std::tuple<Types...>>;
+    /// True when T is one of the types.
+    template <typename T>
+    static constexpr bool contains = (std::is_same<T, Types>::value || ...);
+};
+}  // namespace detail
+
+/// The element types a Mat holds, in the order of MAT_TYPE's values (F32_C1 first, S8_C4 last).
+using MatElementTypes = detail::TypeList<float, Vector2<float>, Vector3<float>, Vector4<float>, unsigned char,
+                                         Vector2<unsigned char>, Vector3<unsigned char>,
+                                         Vector4<unsigned char>, unsigned short, Vector4<char>>;
+
+namespace detail {
+/// The result types of Mat's typed members for element type T; any other T stops compilation here, with a
+/// message, rather than at link time.
+template <typename T>
+struct ElementCheck {
+    static_assert(
+        MatElementTypes::contains<T>,
+        "a Mat element is float, Vector2/3/4<float>, unsigned char, Vector2/3/4<unsigned char>, "
+        "unsigned short or Vector4<char>: write setTo(3.0f) or setTo<unsigned char>(3), not setTo(3)");
+    /// What the member returns.
+    using Status = ERROR_CODE;
+    /// A typed buffer.
+    using Pointer = T*;
+};
+}  // namespace detail
 
 /// Fills `handle` with `ptr`, a host array: released with array delete when `owner`, never otherwise.
 VELA_API void make_shared(unsigned char* ptr, std::shared_ptr<unsigned char>& handle, bool owner);
@@ -129,19 +167,20 @@ class VELA_API Mat {
 
     /// Typed buffer: GPU for GPU and MEM_MANAGED, host for CPU, null otherwise. No check of type or state.
     template <typename T>
-    T* getPtr(MEM mem = MEM::CPU) const;
+    typename detail::ElementCheck<T>::Pointer getPtr(MEM mem = MEM::CPU) const;
     /// Writes `value` into every element on side `mem` (CPU or GPU); T must match the element size. The GPU
     /// fill is queued on `stream` (the default stream when null) and returns without waiting.
     template <typename T>
-    ERROR_CODE setTo(const T& value, MEM mem = MEM::CPU, cudaStream_t stream = nullptr);
+    typename detail::ElementCheck<T>::Status setTo(const T& value, MEM mem = MEM::CPU,
+                                                   cudaStream_t stream = nullptr);
     /// Writes element (x, y) on side `mem`. Neither the coordinates nor T are checked: the caller keeps
     /// them inside the grid. A GPU write is synchronous.
     template <typename T>
-    ERROR_CODE setValue(size_t x, size_t y, const T& value, MEM mem = MEM::CPU);
+    typename detail::ElementCheck<T>::Status setValue(size_t x, size_t y, const T& value, MEM mem = MEM::CPU);
     /// Reads element (x, y) of side `mem` into `*value`, zeroed first; FAILURE outside the grid or when T's
     /// size differs from the element size. A GPU read is synchronous.
     template <typename T>
-    ERROR_CODE getValue(size_t x, size_t y, T* value, MEM mem = MEM::CPU) const;
+    typename detail::ElementCheck<T>::Status getValue(size_t x, size_t y, T* value, MEM mem = MEM::CPU) const;
 
     /// Writes the content to `filePath` as its extension (after the last ".", case-sensitive) and the type
     /// select: an image, a depth map (F32_C1) or a point cloud (F32_C3, F32_C4). `compression` 0..100, -1 for
