@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "mat/float_format.hpp"
+#include "formats/float_format.hpp"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <random>
 #include <string>
 
-#include "mat/float_format.hpp"
+#include "formats/float_format.hpp"
 
 namespace vela {
 namespace {

@@ -6,7 +6,7 @@
 // decides the rounding exactly. Only "%e" of values of 10^7 and more needs p < 0; those are integers below
 // 2^128, divided by 10^-p. Digits come from tables of pairs; the hot paths have no data-dependent branch.
 
-#include "mat/float_format.hpp"
+#include "formats/float_format.hpp"
 
 #include <algorithm>
 #include <charconv>

@@ -18,8 +18,8 @@
 
 #include "core/logging.hpp"
 #include "core/replacing_file.hpp"
-#include "mat/float_format.hpp"
-#include "mat/host_rows.hpp"
+#include "formats/float_format.hpp"
+#include "formats/host_rows.hpp"
 #include "vela/mat/exporters.hpp"
 
 namespace vela {

@@ -22,7 +22,7 @@
 
 #include "core/logging.hpp"
 #include "core/replacing_file.hpp"
-#include "mat/host_rows.hpp"
+#include "formats/host_rows.hpp"
 
 namespace vela {
 namespace {
