@@ -107,6 +107,9 @@ PY
         killed=$((killed + 1))
     fi
     mv "$file.mutation-original" "$file"
+    # The restored file is older than the mutant's object: without a new time stamp make would keep the
+    # mutant compiled into every later run.
+    touch "$file"
     echo "$id $outcome $file:$line '$old' -> '$new'"
 done <"$mutants"
 # Leave the build matching the restored sources.
