@@ -54,14 +54,6 @@ ERROR_CODE convertPoints(Mat& mat, MEM mem, HostRow hostRow, GpuLaunch gpuLaunch
     return ERROR_CODE::SUCCESS;
 }
 
-// The factor as a double that the compiler cannot trace back to a float: knowing that, it would turn the
-// double products of the colour scaling back into float multiplications (the bits are equal), slow path
-// included.
-double opaqueWidening(float factor) {
-    volatile double wide = factor;
-    return wide;
-}
-
 // Queues the GPU scaling of `type`'s floats: all of them for F32_C1 and F32_C3, x, y and z for F32_C4.
 cudaError_t launchFactor(MAT_TYPE type, unsigned char* gpu, float factor, size_t step, size_t width,
                          size_t height) {
@@ -89,17 +81,11 @@ ERROR_CODE convertUnit(Mat& mat, UNIT unit_src, UNIT unit_dst, MEM mem) {
     const MAT_TYPE type = mat.dataType;
     if (type != MAT_TYPE::F32_C1 && !isPointCloud(type)) return ERROR_CODE::INVALID_FUNCTION_PARAMETERS;
     const float factor = getUnitScale(unit_src, unit_dst);
+    // Every float of a row is scaled, the packed colour of an F32_C4 point too.
     const size_t channels = detail::channelsOf(type);
-    // Only F32_C4 points carry a colour, which is scaled in double.
-    const double wideFactor = type == MAT_TYPE::F32_C4 ? opaqueWidening(factor) : 0.0;
     return convertPoints(
         mat, mem,
-        [&](float* row, size_t width) {
-            if (type == MAT_TYPE::F32_C4)
-                detail::scaleColouredPoints(row, width, factor, wideFactor);
-            else
-                detail::scaleFloats(row, width * channels, factor);
-        },
+        [&](float* row, size_t width) { detail::scaleFloats(row, width * channels, factor); },
         [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
             return VELA_CUDA_CHECK(launchFactor(type, gpu, factor, step, width, height),
                                    kConvertUnitSignature);

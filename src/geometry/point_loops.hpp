@@ -3,14 +3,14 @@
 // The host loops of the point-cloud conversions, written with AVX2 where the build targets it (x86-64-v3)
 // and as plain loops otherwise; both give the bits of elementwise.hpp's per-element arithmetic.
 //
-// Float multiplication with a subnormal operand or result takes a microcode assist on many x86 processors,
-// tens of times slower than the normal path. The packed colour in the fourth float of an F32_C4 point is
-// subnormal whenever its unused byte is 0, so the colour is either not an operand at all (change of axes)
-// or is scaled in double precision (unit scaling: the product is exact in double and rounded once, the
-// same bits as float multiplication, and conversions are not slowed by subnormals). Coordinates are
-// scaled as floats.
+// Float multiplication with a subnormal operand or result takes a slow path on many x86 processors, several
+// times slower than the normal one. The packed colour in the fourth float of an F32_C4 point is subnormal
+// whenever its unused byte is 0, so the colour is either not an operand at all (change of axes) or is
+// scaled by a fused multiply-add with a -0 addend (unit scaling), which rounds as the multiplication does
+// and, on the processors measured, has no slow path.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #if defined(__AVX2__)
@@ -22,59 +22,25 @@
 namespace vela {
 namespace detail {
 
-/// `count` floats times `factor`, in float multiplication.
+/// `count` floats times `factor`, each product rounded once as float multiplication rounds it. The vector
+/// loop computes the fused x·factor + (-0): the same bits, signed zeros and NaNs included, but without the
+/// slow path that float multiplication takes for subnormal operands and results (packed colours often are
+/// subnormal) on the processors measured. Rows are taken from a 32-byte boundary on, so that no vector
+/// access straddles two cache lines.
 inline void scaleFloats(float* values, size_t count, float factor) {
     size_t i = 0;
-#if defined(__AVX2__)
+#if defined(__AVX2__) && defined(__FMA__)
     const __m256 f = _mm256_set1_ps(factor);
+    const __m256 negativeZero = _mm256_set1_ps(-0.0f);
+    for (; i < count && (reinterpret_cast<uintptr_t>(values + i) & 31) != 0; ++i)
+        values[i] = values[i] * factor;
     for (; i + 16 <= count; i += 16) {
-        _mm256_storeu_ps(values + i, _mm256_mul_ps(_mm256_loadu_ps(values + i), f));
-        _mm256_storeu_ps(values + i + 8, _mm256_mul_ps(_mm256_loadu_ps(values + i + 8), f));
+        _mm256_storeu_ps(values + i, _mm256_fmadd_ps(_mm256_loadu_ps(values + i), f, negativeZero));
+        _mm256_storeu_ps(values + i + 8, _mm256_fmadd_ps(_mm256_loadu_ps(values + i + 8), f, negativeZero));
     }
 #endif
     for (; i < count; ++i)
         values[i] = values[i] * factor;
-}
-
-/// `count` points of four floats times `factor`: x, y and z in float multiplication, the fourth float (a
-/// packed colour) in double, rounded once: the same bits, `wideFactor` being `factor` widened.
-inline void scaleColouredPoints(float* points, size_t count, float factor, double wideFactor) {
-    size_t i = 0;
-#if defined(__AVX2__)
-    const __m256 f = _mm256_set1_ps(factor);
-    const __m256d wide = _mm256_set1_pd(wideFactor);
-    const __m256 zero = _mm256_setzero_ps();
-    constexpr int kColourLanes = 0x88;  // lanes 3 and 7: the fourth float of each point
-    for (; i + 8 <= count; i += 8) {
-        float* p = points + 4 * i;
-        const __m256 a = _mm256_loadu_ps(p), b = _mm256_loadu_ps(p + 8), c = _mm256_loadu_ps(p + 16),
-                     d = _mm256_loadu_ps(p + 24);
-        // The eight colours in one vector, in-lane: a3 c3 b3 d3 | a7 c7 b7 d7; scaled in double.
-        const __m256 colours =
-            _mm256_blend_ps(_mm256_shuffle_ps(a, b, 0xFF), _mm256_shuffle_ps(c, d, 0xFF), 0xAA);
-        const __m128 low =
-            _mm256_cvtpd_ps(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_castps256_ps128(colours)), wide));
-        const __m128 high =
-            _mm256_cvtpd_ps(_mm256_mul_pd(_mm256_cvtps_pd(_mm256_extractf128_ps(colours, 1)), wide));
-        const __m256 scaled = _mm256_set_m128(high, low);
-        // Coordinates with the colours replaced by 0, so that no colour is a float operand; then the scaled
-        // colour of each point moved into its lane.
-        const auto store = [&](float* to, __m256 v, __m256 colour) {
-            _mm256_storeu_ps(to, _mm256_blend_ps(_mm256_mul_ps(_mm256_blend_ps(v, zero, kColourLanes), f),
-                                                 colour, kColourLanes));
-        };
-        store(p, a, _mm256_permute_ps(scaled, 0x00));
-        store(p + 8, b, _mm256_permute_ps(scaled, 0x80));
-        store(p + 16, c, _mm256_permute_ps(scaled, 0x40));
-        store(p + 24, d, _mm256_permute_ps(scaled, 0xC0));
-    }
-#endif
-    for (; i < count; ++i) {
-        float* p = points + 4 * i;
-        for (int c = 0; c < 3; ++c)
-            p[c] = p[c] * factor;
-        p[3] = static_cast<float>(p[3] * wideFactor);
-    }
 }
 
 /// `count` points of four floats through the 3x3 block of the row-major 4x4 `matrix`
