@@ -78,6 +78,17 @@ fi
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CUDA_ARCHITECTURES=75 -DVELA_BUILD_PYTHON=OFF \
       -DVELA_BUILD_EXAMPLES=OFF -DCMAKE_RULE_MESSAGES=OFF >/dev/null
 cmake --build "$build" --target vela_tests_sim -- -j2 --no-print-directory >/dev/null
+# Every mutant is judged against a suite that passes without it.
+run_tests() {
+    (cd "$build/tests" && VELA_TEST_TMPDIR="$PWD/tmp" timeout 120 ./vela_tests_sim --gtest_brief=1 >/dev/null 2>&1)
+}
+if ! run_tests; then
+    echo "the tests fail without any mutant: nothing to measure" >&2
+    exit 1
+fi
+# An interrupted run puts back the file it was mutating.
+current=""
+trap 'rm -f "$mutants"; [ -n "$current" ] && [ -f "$current.mutation-original" ] && mv "$current.mutation-original" "$current" && touch "$current"' EXIT
 
 killed=0
 survived=0
@@ -85,6 +96,7 @@ invalid=0
 survivors=()
 while IFS=$'\t' read -r id file line column old new; do
     [ -n "$only" ] && [ "$id" != "$only" ] && continue
+    current="$file"
     cp "$file" "$file.mutation-original"
     python3 - "$file" "$line" "$column" "$old" "$new" <<'PY'
 import sys
@@ -98,7 +110,7 @@ PY
     if ! cmake --build "$build" --target vela_tests_sim -- -j2 --no-print-directory >/dev/null 2>&1; then
         outcome=invalid
         invalid=$((invalid + 1))
-    elif (cd "$build/tests" && VELA_TEST_TMPDIR="$PWD/tmp" timeout 120 ./vela_tests_sim --gtest_brief=1 >/dev/null 2>&1); then
+    elif run_tests; then
         outcome=SURVIVED
         survived=$((survived + 1))
         survivors+=("$id $file:$line '$old' -> '$new'")
@@ -110,6 +122,7 @@ PY
     # The restored file is older than the mutant's object: without a new time stamp make would keep the
     # mutant compiled into every later run.
     touch "$file"
+    current=""
     echo "$id $outcome $file:$line '$old' -> '$new'"
 done <"$mutants"
 # Leave the build matching the restored sources.
