@@ -4,8 +4,6 @@
 // (as the library's own decompressor says), the read succeeds with those columns as points; otherwise it
 // fails and leaves the destination as it was.
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -15,7 +13,7 @@
 
 #include <lzf.h>
 
-#include "vela/vela.hpp"
+#include "cloud_read_check.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) return 0;
@@ -30,25 +28,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                        std::to_string(points) + "\nDATA binary_compressed\n";
     file.append(reinterpret_cast<const char*>(sizes), sizeof sizes);
     file.append(stream, streamBytes);
-    const std::string path = "/tmp/vela_compressed_fuzz_" + std::to_string(::getpid());
-    if (FILE* out = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(file.data(), 1, file.size(), out);
-        std::fclose(out);
-    }
+    const std::string path = vela_fuzz::writeInput("vela_compressed_fuzz_", {file});
 
     std::vector<char> columns(expandedBytes + 1);
     const bool expands = sizes[0] == streamBytes &&
                          lzf_decompress(stream, streamBytes, columns.data(), expandedBytes) == expandedBytes;
 
-    vela::Mat cloud(2, 1, vela::MAT_TYPE::U8_C1);
-    cloud.setTo<unsigned char>(77);
-    const unsigned char* before = cloud.cpuBuffer.get();
-    const vela::ERROR_CODE result = vela::readPointCloud(vela::String(path), cloud);
-    std::remove(path.c_str());
+    vela::Mat cloud;
+    const vela::ERROR_CODE result = vela_fuzz::readAndCheck(path, cloud);
     if (!expands) {
-        if (result != vela::ERROR_CODE::FAILURE || cloud.cpuBuffer.get() != before ||
-            cloud.getDataType() != vela::MAT_TYPE::U8_C1 || before[0] != 77 || before[1] != 77)
-            __builtin_trap();
+        if (result != vela::ERROR_CODE::FAILURE) __builtin_trap();
         return 0;
     }
     if (result != vela::ERROR_CODE::SUCCESS || cloud.getDataType() != vela::MAT_TYPE::F32_C4 ||
