@@ -84,8 +84,7 @@ ERROR_CODE convertUnit(Mat& mat, UNIT unit_src, UNIT unit_dst, MEM mem) {
     // Every float of a row is scaled, the packed colour of an F32_C4 point too.
     const size_t channels = detail::channelsOf(type);
     return convertPoints(
-        mat, mem,
-        [&](float* row, size_t width) { detail::scaleFloats(row, width * channels, factor); },
+        mat, mem, [&](float* row, size_t width) { detail::scaleFloats(row, width * channels, factor); },
         [&](unsigned char* gpu, size_t step, size_t width, size_t height) {
             return VELA_CUDA_CHECK(launchFactor(type, gpu, factor, step, width, height),
                                    kConvertUnitSignature);

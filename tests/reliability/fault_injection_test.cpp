@@ -268,9 +268,9 @@ const FaultCase kFaultCases[] = {
     {"mat/mat_alloc.cpp", "cudaHostAlloc", kAlloc, kAllocFaults},
     {"mat/mat_alloc.cpp", "cudaHostGetDevicePointer", kAlloc, kAllocFaults},
     {"mat/mat_alloc.cpp", "cudaMallocPitch", kAlloc, kAllocFaults},
-    {"mat/mat_access.cpp", "cu_matSetToGPU", "Signatures<T>::setTo", kAccessFaults},
-    {"mat/mat_access.cpp", "cudaMemcpy", "Signatures<T>::setValue", kAccessFaults},
-    {"mat/mat_access.cpp", "cudaMemcpy", "Signatures<T>::getValue", kAccessFaults},
+    {"mat/mat_access.cpp", "cu_matSetToGPU", "(signatureOf<T, &kSetTo>())", kAccessFaults},
+    {"mat/mat_access.cpp", "cudaMemcpy", "(signatureOf<T, &kSetValue>())", kAccessFaults},
+    {"mat/mat_access.cpp", "cudaMemcpy", "(signatureOf<T, &kGetValue>())", kAccessFaults},
     {"mat/mat_transfer.cpp", "copy2D", "signature", kCopyFaults},
     {"mat/mat_transfer.cpp", "cudaStreamAttachMemAsync", kUpdateCpu, kWaitFaults},
     {"mat/mat_transfer.cpp", "cudaStreamSynchronize", kUpdateCpu, kWaitFaults},  // managed memory
