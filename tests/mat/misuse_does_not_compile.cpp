@@ -1,0 +1,10 @@
+// Compiled, never run, by the ctest entries misuse_*: each form of misuse must stop the compiler with the
+// message users see.
+#include <vela/vela.hpp>
+
+int main() {
+    vela::Mat mat(2, 2, vela::MAT_TYPE::F32_C1);
+#if defined(VELA_MISUSE_NON_ELEMENT)
+    return static_cast<int>(mat.setTo(3));  // an int is no element type
+#endif
+}
