@@ -49,6 +49,9 @@ struct State {
     std::mutex mutex;
     std::map<uintptr_t, Allocation> allocations;  // by base address
     std::unordered_map<std::string, cudaError_t> injected;
+    size_t calls = 0;        // runtime calls made, counted by failCallAfter
+    size_t failingCall = 0;  // the call that fails with failingError; 0: none
+    cudaError_t failingError = cudaSuccess;
     std::set<cudaStream_t> streams;
     std::mutex queueMutex;  // taken before `mutex` where both are held, never after
     std::deque<Pending> pending;
@@ -120,6 +123,11 @@ bool takeInjected(const char* function, cudaError_t* error) {
         return true;
     }
     std::lock_guard<std::mutex> lock(state().mutex);
+    if (++state().calls == state().failingCall) {
+        state().failingCall = 0;
+        *error = state().failingError;
+        return true;
+    }
     auto found = state().injected.find(function);
     if (found == state().injected.end()) return false;
     *error = found->second;
@@ -453,6 +461,17 @@ void failNextCall(const std::string& function, cudaError_t error) {
     state().injected[function] = error;
 }
 
+void failCallAfter(size_t n, cudaError_t error) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().failingCall = n == 0 ? 0 : state().calls + n;
+    state().failingError = error;
+}
+
+size_t callsMade() {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().calls;
+}
+
 void setPendingError(cudaError_t error) {
     lastError = error;
 }
@@ -460,6 +479,7 @@ void setPendingError(cudaError_t error) {
 void reset() {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().injected.clear();
+    state().failingCall = 0;
     state().kernelFault = cudaSuccess;
     state().maxPitch = kDefaultMaxPitch;
     state().concurrentManaged = true;
