@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "support/device.hpp"
+#include "support/float_bits.hpp"
 
 namespace vela {
 namespace test {
@@ -20,18 +21,6 @@ namespace {
 
 constexpr size_t kWidth = 5;
 constexpr size_t kHeight = 3;
-
-uint32_t bitsOf(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof(bits));
-    return bits;
-}
-
-float fromBits(uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof(value));
-    return value;
-}
 
 // A packed colour as the fourth float of a point carries it: bytes r, g, b, then the unused byte. With the
 // unused byte 255 the float is NaN whenever b >= 128 (signalling when bit 6 of b is clear too); with 0 it
@@ -67,40 +56,6 @@ std::vector<float> cloudValues(MAT_TYPE type) {
     return values;
 }
 
-// Random finite floats of every magnitude, subnormals included; fourth floats random colours.
-std::vector<float> randomValues(MAT_TYPE type, uint32_t seed) {
-    std::mt19937 random(seed);
-    const size_t channels = channelsOf(type);
-    std::vector<float> values(kWidth * kHeight * channels);
-    for (size_t i = 0; i < values.size(); ++i) {
-        uint32_t bits = static_cast<uint32_t>(random());
-        if (channels == 4 && i % 4 == 3) {
-            bits = (bits & 0x00FFFFFF) | (i % 8 == 3 ? 0xFF000000 : 0);
-        } else if ((bits & 0x7F800000) == 0x7F800000) {
-            bits &= 0xFF7FFFFF;  // not infinite or NaN: their results depend on the processor's NaN rules
-        }
-        values[i] = fromBits(bits);
-    }
-    return values;
-}
-
-// The floats of `mat` on side `side`, rows packed.
-std::vector<float> contentOf(const Mat& mat, MEM side) {
-    Mat host;
-    if (side == MEM::GPU) {
-        EXPECT_EQ(mat.copyTo(host, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
-    } else {
-        cudaDeviceSynchronize();  // managed or mapped memory may still be written by a kernel
-        host = mat;
-    }
-    const size_t rowFloats = host.width * channelsOf(host.dataType);
-    std::vector<float> values(rowFloats * host.height);
-    for (size_t y = 0; y < host.height; ++y)
-        std::memcpy(&values[y * rowFloats], host.cpuBuffer.get() + y * host.stepCPU,
-                    rowFloats * sizeof(float));
-    return values;
-}
-
 // Writes `values` into side `side` of `mat`.
 void setContent(Mat& mat, MEM side, const std::vector<float>& values) {
     Mat host(mat.width, mat.height, mat.dataType);
@@ -113,16 +68,6 @@ Mat cloudOn(MAT_TYPE type, MEM side, const std::vector<float>& values) {
     Mat mat(kWidth, kHeight, type, side);
     setContent(mat, side == MEM::GPU ? MEM::GPU : MEM::CPU, values);
     return mat;
-}
-
-::testing::AssertionResult sameBits(const std::vector<float>& actual, const std::vector<float>& expected) {
-    if (actual.size() != expected.size()) return ::testing::AssertionFailure() << "sizes differ";
-    for (size_t i = 0; i < actual.size(); ++i) {
-        if (bitsOf(actual[i]) != bitsOf(expected[i]))
-            return ::testing::AssertionFailure() << "float " << i << ": " << std::hex << bitsOf(actual[i])
-                                                 << " instead of " << bitsOf(expected[i]);
-    }
-    return ::testing::AssertionSuccess();
 }
 
 // Each float times `factor` as float multiplication defines it, the fourth float of F32_C4 points left
@@ -183,11 +128,11 @@ TEST_P(CloudConversion, units_scale_every_float_and_axes_move_points_keeping_col
     const auto check = [&](const Mat& cloud, const std::vector<float>& expected) {
         if (c.side != MEM::CPU) {
             EXPECT_GT(cloud.stepGPU, kWidth * cloud.pixelBytes) << "rows are padded on the GPU";
-            EXPECT_TRUE(sameBits(contentOf(cloud, MEM::GPU), expected));
+            EXPECT_TRUE(sameBits(floatsOf(cloud, MEM::GPU), expected));
         }
         if (c.side != MEM::GPU) {
             EXPECT_EQ(cloud.getMemoryType(), c.side);
-            EXPECT_TRUE(sameBits(contentOf(cloud, MEM::CPU), expected));
+            EXPECT_TRUE(sameBits(floatsOf(cloud, MEM::CPU), expected));
         }
     };
     for (UNIT dst : {UNIT::MILLIMETER, UNIT::FOOT}) {
@@ -212,12 +157,14 @@ TEST_F(PointCloudConversion, host_and_gpu_give_the_same_bits) {
     for (MAT_TYPE type : {MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
         for (uint32_t seed = 1; seed <= 4; ++seed) {
             SCOPED_TRACE("type " + std::to_string(static_cast<int>(type)) + " seed " + std::to_string(seed));
-            const std::vector<float> values = randomValues(type, seed);
+            std::mt19937 random(seed);
+            const std::vector<float> values =
+                randomFloats(kWidth * kHeight * channelsOf(type), channelsOf(type), random);
             for (UNIT dst : {UNIT::MILLIMETER, UNIT::CENTIMETER, UNIT::METER, UNIT::FOOT}) {
                 Mat host = cloudOn(type, MEM::CPU, values), gpu = cloudOn(type, MEM::GPU, values);
                 ASSERT_EQ(convertUnit(host, UNIT::INCH, dst, MEM::CPU), ERROR_CODE::SUCCESS);
                 ASSERT_EQ(convertUnit(gpu, UNIT::INCH, dst, MEM::GPU), ERROR_CODE::SUCCESS);
-                std::vector<float> fromHost = contentOf(host, MEM::CPU), fromGpu = contentOf(gpu, MEM::GPU);
+                std::vector<float> fromHost = floatsOf(host, MEM::CPU), fromGpu = floatsOf(gpu, MEM::GPU);
                 if (type == MAT_TYPE::F32_C4) {
                     for (size_t i = 3; i < fromHost.size(); i += 4)
                         fromHost[i] = fromGpu[i] = 0;
@@ -230,7 +177,7 @@ TEST_F(PointCloudConversion, host_and_gpu_give_the_same_bits) {
                                     to = COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP;
             ASSERT_EQ(convertCoordinateSystem(host, from, to, MEM::CPU), ERROR_CODE::SUCCESS);
             ASSERT_EQ(convertCoordinateSystem(gpu, from, to, MEM::GPU), ERROR_CODE::SUCCESS);
-            EXPECT_TRUE(sameBits(contentOf(gpu, MEM::GPU), contentOf(host, MEM::CPU)));
+            EXPECT_TRUE(sameBits(floatsOf(gpu, MEM::GPU), floatsOf(host, MEM::CPU)));
         }
     }
 }
@@ -275,7 +222,7 @@ TEST_F(PointCloudConversion, mem_both_converts_the_gpu_copy_and_refreshes_the_ho
         setContent(both, MEM::GPU, values);
         ASSERT_EQ(convertUnit(both, UNIT::MILLIMETER, UNIT::METER, MEM_BOTH), ERROR_CODE::SUCCESS);
         EXPECT_TRUE(sameBits(hostRows, expected));
-        EXPECT_TRUE(sameBits(contentOf(both, MEM::GPU), expected));
+        EXPECT_TRUE(sameBits(floatsOf(both, MEM::GPU), expected));
     }
     cudaFree(gpuRows);
 
@@ -284,12 +231,12 @@ TEST_F(PointCloudConversion, mem_both_converts_the_gpu_copy_and_refreshes_the_ho
     ASSERT_EQ(convertCoordinateSystem(mapped, COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, COORDINATE_SYSTEM::IMAGE,
                                       MEM_BOTH),
               ERROR_CODE::SUCCESS);
-    EXPECT_TRUE(sameBits(contentOf(mapped, MEM::CPU), zUpToImage(values, MAT_TYPE::F32_C4)));
+    EXPECT_TRUE(sameBits(floatsOf(mapped, MEM::CPU), zUpToImage(values, MAT_TYPE::F32_C4)));
 
     // Managed memory is converted on the GPU side for GPU.
     Mat managed = cloudOn(MAT_TYPE::F32_C4, MEM_MANAGED, values);
     ASSERT_EQ(convertUnit(managed, UNIT::MILLIMETER, UNIT::METER, MEM::GPU), ERROR_CODE::SUCCESS);
-    EXPECT_TRUE(sameBits(contentOf(managed, MEM::CPU), expected));
+    EXPECT_TRUE(sameBits(floatsOf(managed, MEM::CPU), expected));
 }
 
 TEST_F(PointCloudConversion, refusals_and_memory_kinds_without_a_path_leave_the_data) {
@@ -315,12 +262,12 @@ TEST_F(PointCloudConversion, refusals_and_memory_kinds_without_a_path_leave_the_
     EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE, COORDINATE_SYSTEM::LEFT_HANDED_Z_UP,
                                       MEM_BOTH),
               ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
-    EXPECT_TRUE(sameBits(contentOf(cloud, MEM::CPU), values));
+    EXPECT_TRUE(sameBits(floatsOf(cloud, MEM::CPU), values));
 
     Mat onGpu = cloudOn(MAT_TYPE::F32_C4, MEM::GPU, values);
     EXPECT_EQ(convertUnit(onGpu, UNIT::METER, UNIT::INCH, MEM::CPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS)
         << "no host buffer";
-    EXPECT_TRUE(sameBits(contentOf(onGpu, MEM::GPU), values));
+    EXPECT_TRUE(sameBits(floatsOf(onGpu, MEM::GPU), values));
 
     // The element type is checked after the units and systems; equal ones return before any check.
     for (MAT_TYPE type : {MAT_TYPE::F32_C2, MAT_TYPE::U8_C4, MAT_TYPE::U16_C1, MAT_TYPE::S8_C4}) {
@@ -369,7 +316,7 @@ TEST_F(PointCloudConversion, runtime_failures_are_reported_and_fail_the_conversi
         "in vela::ERROR_CODE vela::convertUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM) : Err [719]: "
         "unspecified launch failure.\n");
     cudaGetLastError();
-    EXPECT_TRUE(sameBits(contentOf(cloud, MEM::GPU), values));
+    EXPECT_TRUE(sameBits(floatsOf(cloud, MEM::GPU), values));
     EXPECT_EQ(cloud.getMemoryType(), MEM::GPU);
 }
 

@@ -14,52 +14,18 @@
 #include <tuple>
 #include <vector>
 
+#include "support/float_bits.hpp"
+
 namespace vela {
 namespace {
 
-uint32_t bitsOf(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof(bits));
-    return bits;
-}
-
-float fromBits(uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof(value));
-    return value;
-}
-
 constexpr size_t kHeight = 2;
 constexpr size_t kMaxWidth = 41;
-
-// Non-zero finite floats, a coordinate's exponent anywhere; with `colours`, every fourth float a colour.
-std::vector<float> randomFloats(size_t count, size_t channels, std::mt19937& random) {
-    std::vector<float> values(count);
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t bits = static_cast<uint32_t>(random());
-        if (channels == 4 && i % 4 == 3)
-            bits = (bits & 0x00FFFFFF) | (i % 8 == 3 ? 0xFF000000 : 0);
-        else if ((bits & 0x7F800000) == 0x7F800000 || (bits & 0x7FFFFFFF) == 0)
-            bits = 0x3F800000 | (bits & 0x807FFFFF);  // not NaN, infinite or zero: a value in [1, 2)
-        values[i] = fromBits(bits);
-    }
-    return values;
-}
 
 Mat hostCloud(size_t width, MAT_TYPE type, const std::vector<float>& values) {
     Mat mat(width, kHeight, type, MEM::CPU);
     std::memcpy(mat.getPtr<float>(), values.data(), values.size() * sizeof(float));
     return mat;
-}
-
-::testing::AssertionResult sameBits(const Mat& mat, const std::vector<float>& expected) {
-    const float* actual = mat.getPtr<float>();
-    for (size_t i = 0; i < expected.size(); ++i) {
-        if (bitsOf(actual[i]) != bitsOf(expected[i]))
-            return ::testing::AssertionFailure() << "float " << i << ": " << std::hex << bitsOf(actual[i])
-                                                 << " instead of " << bitsOf(expected[i]);
-    }
-    return ::testing::AssertionSuccess();
 }
 
 TEST(PointCloudRows, host_unit_scaling_is_float_multiplication_of_every_float_at_every_row_length) {
@@ -68,7 +34,8 @@ TEST(PointCloudRows, host_unit_scaling_is_float_multiplication_of_every_float_at
         const size_t channels = type == MAT_TYPE::F32_C1 ? 1 : type == MAT_TYPE::F32_C3 ? 3 : 4;
         for (size_t width = 1; width <= kMaxWidth; ++width) {
             SCOPED_TRACE("channels " + std::to_string(channels) + " width " + std::to_string(width));
-            const std::vector<float> values = randomFloats(width * kHeight * channels, channels, random);
+            const std::vector<float> values =
+                test::randomFloats(width * kHeight * channels, channels, random);
             // Metres to millimetres brings colours out of the subnormal range, and back into it.
             for (const auto& [from, to, factor] : {std::tuple{UNIT::METER, UNIT::MILLIMETER, 1000.0f},
                                                    std::tuple{UNIT::MILLIMETER, UNIT::METER, 0.001f}}) {
@@ -77,7 +44,7 @@ TEST(PointCloudRows, host_unit_scaling_is_float_multiplication_of_every_float_at
                 std::vector<float> expected = values;
                 for (float& value : expected)
                     value *= factor;
-                EXPECT_TRUE(sameBits(cloud, expected)) << "factor " << factor;
+                EXPECT_TRUE(test::sameBits(test::floatsOf(cloud), expected)) << "factor " << factor;
             }
         }
     }
@@ -90,7 +57,8 @@ TEST(PointCloudRows, host_change_of_axes_moves_each_coordinate_and_keeps_colours
     for (MAT_TYPE type : {MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
         const size_t channels = type == MAT_TYPE::F32_C3 ? 3 : 4;
         for (size_t width = 1; width <= kMaxWidth; ++width) {
-            const std::vector<float> values = randomFloats(width * kHeight * channels, channels, random);
+            const std::vector<float> values =
+                test::randomFloats(width * kHeight * channels, channels, random);
             for (int from = 0; from < 6; ++from) {
                 const int to = (from + 1 + static_cast<int>(width) % 5) % 6;
                 SCOPED_TRACE("channels " + std::to_string(channels) + " width " + std::to_string(width) +
@@ -110,7 +78,7 @@ TEST(PointCloudRows, host_change_of_axes_moves_each_coordinate_and_keeps_colours
                 ASSERT_EQ(convertCoordinateSystem(cloud, static_cast<COORDINATE_SYSTEM>(from),
                                                   static_cast<COORDINATE_SYSTEM>(to), MEM::CPU),
                           ERROR_CODE::SUCCESS);
-                EXPECT_TRUE(sameBits(cloud, expected));
+                EXPECT_TRUE(test::sameBits(test::floatsOf(cloud), expected));
             }
         }
     }

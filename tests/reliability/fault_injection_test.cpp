@@ -142,7 +142,8 @@ const Vector4<unsigned char> kPixel(1, 2, 3, 4);
 struct Operation {
     const char* name;
     ERROR_CODE (*run)(Workload&);
-    bool failureReturned = true;  // false: by design only reported (access, conversion), or a known gap
+    bool failureReturned = true;      // false: by design only reported (access, conversion), or a known gap
+    const char* signature = nullptr;  // where given, the report's first line is under it
 };
 const Operation kOperations[] = {
     {"alloc",
@@ -182,16 +183,26 @@ const Operation kOperations[] = {
          return convertCoordinateSystem(w.cloud, COORDINATE_SYSTEM::IMAGE,
                                         COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, MEM::GPU);
      }},
-    {"transformPointCloud", [](Workload& w) { return transformPointCloud(w.cloud, Transform(), MEM::GPU); }},
+    {"transformPointCloud", [](Workload& w) { return transformPointCloud(w.cloud, Transform(), MEM::GPU); },
+     true,
+     "vela::ERROR_CODE vela::transformPointCloud(vela::Mat&, const vela::Transform&, vela::MEM, "
+     "cudaStream_t)"},
     {"convertPointCloudUnit",
-     [](Workload& w) { return convertPointCloudUnit(w.cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU); }},
+     [](Workload& w) { return convertPointCloudUnit(w.cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU); },
+     true,
+     "vela::ERROR_CODE vela::convertPointCloudUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM, "
+     "cudaStream_t)"},
     {"depthToPointCloud",
      [](Workload& w) {
          CameraParameters camera;
          camera.fx = camera.fy = 2;
          camera.image_size = Resolution(4, 3);
          return depthToPointCloud(w.depth, camera, w.points, {}, MEM::GPU, w.stream);
-     }},
+     },
+     true,
+     "vela::ERROR_CODE vela::depthToPointCloud(const vela::Mat&, const vela::Mat&, const "
+     "vela::CameraParameters&, "
+     "vela::Mat&, const vela::DepthToPointCloudParameters&, vela::MEM, cudaStream_t)"},
 };
 
 // Fails the n-th runtime call of each operation, n = 1, 2, ... until the operation makes no more: every
@@ -220,6 +231,9 @@ TEST(FaultInjection, each_runtime_call_of_each_operation_failing_is_reported_and
                 EXPECT_TRUE(!failed ||
                             printed.find(" : Err [719]: unspecified launch failure.\n") != std::string::npos)
                     << at << printed;
+                const std::string under =
+                    std::string("in ") + (operation.signature ? operation.signature : "");
+                EXPECT_TRUE(!failed || printed.rfind(under, 0) == 0) << at << printed;
                 std::istringstream lines(printed);
                 for (std::string line; std::getline(lines, line);) {
                     const size_t code = line.find(" : Err [");
