@@ -88,10 +88,15 @@ std::vector<Vector4<float>> expectedPoints(bool organised) {
 }
 
 // What PCL read.
-std::vector<Vector4<float>> pointsOf(const pcl::PointCloud<pcl::PointXYZRGB>& cloud) {
+template <typename Point>
+std::vector<Vector4<float>> pclPoints(const pcl::PointCloud<Point>& cloud) {
     std::vector<Vector4<float>> points;
-    for (const pcl::PointXYZRGB& p : cloud)
-        points.push_back({p.x, p.y, p.z, test::colour(p.r, p.g, p.b)});
+    for (const Point& p : cloud) {
+        if constexpr (std::is_same_v<Point, pcl::PointXYZ>)
+            points.push_back({p.x, p.y, p.z, 0.0f});
+        else
+            points.push_back({p.x, p.y, p.z, test::colour(p.r, p.g, p.b)});
+    }
     return points;
 }
 
@@ -174,7 +179,7 @@ TEST(Interop, every_new_cloud_form_opens_exactly_in_pcl_and_open3d) {
             const int loaded = form.format == POINT_CLOUD_FORMAT::PLY ? pcl::io::loadPLYFile(path, pcl)
                                                                       : pcl::io::loadPCDFile(path, pcl);
             ASSERT_EQ(loaded, 0);
-            EXPECT_EQ(mismatches(expected, pointsOf(pcl), color), 0u);
+            EXPECT_EQ(mismatches(expected, pclPoints(pcl), color), 0u);
             if (form.options.keepInvalid) {
                 EXPECT_EQ(pcl.width, kWidth);
                 EXPECT_EQ(pcl.height, kHeight);
@@ -234,7 +239,7 @@ TEST(Interop, vela_reads_the_files_pcl_and_open3d_write_as_they_read_them) {
                   0);
         Mat read;
         ASSERT_EQ(readPointCloud(dir.path(name), read), ERROR_CODE::SUCCESS);
-        EXPECT_EQ(mismatches(pointsOf(reference), pointsOf(read), true), 0u);
+        EXPECT_EQ(mismatches(pclPoints(reference), pointsOf(read), true), 0u);
     };
     expectVelaReadsAsPcl("pcl.pcd", pcl::io::savePCDFileBinary(dir.path("pcl.pcd"), pcl));
     expectVelaReadsAsPcl("pcl_ascii.pcd", pcl::io::savePCDFileASCII(dir.path("pcl_ascii.pcd"), pcl));
@@ -283,18 +288,6 @@ pcl::PointCloud<Point> pclCloud(bool organised) {
         cloud.is_dense = false;
     }
     return cloud;
-}
-
-template <typename Point>
-std::vector<Vector4<float>> pclPoints(const pcl::PointCloud<Point>& cloud) {
-    std::vector<Vector4<float>> points;
-    for (const Point& p : cloud) {
-        if constexpr (std::is_same_v<Point, pcl::PointXYZ>)
-            points.push_back({p.x, p.y, p.z, 0.0f});
-        else
-            points.push_back({p.x, p.y, p.z, test::colour(p.r, p.g, p.b)});
-    }
-    return points;
 }
 
 // PCL's compressed files of each point type, organised or not, read as PCL reads them and as the points

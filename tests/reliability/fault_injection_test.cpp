@@ -103,18 +103,10 @@ TEST(FaultInjection, a_read_whose_allocation_fails_leaves_the_mat_as_it_was) {
     std::remove(path.c_str());
 }
 
-TEST(FaultInjection, conversion_with_a_buffer_that_could_not_be_allocated_launches_nothing) {
+// A source whose buffer could not be allocated converts into nothing: the destination keeps its buffer.
+TEST(FaultInjection, conversion_of_a_source_without_a_buffer_leaves_the_destination) {
     const size_t before = sim::liveAllocations();
     {
-        Mat source(4, 2, MAT_TYPE::U8_C4, MEM::GPU);
-        Mat converted;
-        sim::failNextCall("cudaMallocPitch", kInjected);
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(convertImage(source, converted), ERROR_CODE::FAILURE);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), report(kAlloc, 719, "unspecified launch failure"))
-            << "the destination's allocation is reported, and no kernel ran";
-        EXPECT_TRUE(converted.memoryOwner && converted.memType == MEM::GPU && converted.gpuBuffer == nullptr);
-
         Mat missing;
         sim::failNextCall("cudaMallocPitch", kInjected);
         testing::internal::CaptureStdout();

@@ -697,16 +697,6 @@ cudaError_t cudaMemcpy2DAsync(void* dst, size_t dpitch, const void* src, size_t 
                              true);
 }
 
-cudaError_t cudaMemset(void* devPtr, int value, size_t count) {
-    SIM_INJECTION_POINT("cudaMemset");
-    if (count == 0) return cudaSuccess;
-    void* view = vela::sim::deviceView(devPtr, count);
-    if (view == nullptr) return recordError(cudaErrorInvalidValue);
-    // Asynchronous to the host for device memory, on the legacy stream ("API synchronization behavior").
-    vela::sim::enqueueWork(nullptr, [view, value, count] { std::memset(view, value, count); });
-    return cudaSuccess;
-}
-
 cudaError_t cudaStreamCreate(cudaStream_t* pStream) {
     if (pStream == nullptr) return recordError(cudaErrorInvalidValue);
     SIM_INJECTION_POINT("cudaStreamCreate");
