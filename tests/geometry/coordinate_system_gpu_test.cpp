@@ -10,6 +10,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/device.hpp"
@@ -91,39 +92,21 @@ std::vector<float> zUpToImage(const std::vector<float>& values, MAT_TYPE type) {
     return result;
 }
 
-// The sides a conversion can run on; MEM_BOTH starts from a GPU-only Mat, whose host copy it adds.
-struct Case {
-    MAT_TYPE type;
-    MEM side;
-};
-
-std::string caseName(const ::testing::TestParamInfo<Case>& info) {
-    const std::string side = info.param.side == MEM::CPU   ? "Cpu"
-                             : info.param.side == MEM::GPU ? "Gpu"
-                                                           : "Both";
-    return std::string(info.param.type == MAT_TYPE::F32_C1   ? "F32C1"
-                       : info.param.type == MAT_TYPE::F32_C3 ? "F32C3"
-                                                             : "F32C4") +
-           side;
-}
-
-std::vector<Case> casesOf(std::initializer_list<MAT_TYPE> types) {
-    std::vector<Case> cases;
-    for (MAT_TYPE type : types)
-        for (MEM side : {MEM::CPU, MEM::GPU, MEM_BOTH})
-            cases.push_back({type, side});
-    return cases;
-}
-
-class CloudConversion : public GpuTest, public ::testing::WithParamInterface<Case> {};
+// Each element type on each side a conversion can run on; MEM_BOTH starts from a GPU-only Mat, whose host
+// copy it adds.
+class CloudConversion : public GpuTest, public ::testing::WithParamInterface<std::tuple<MAT_TYPE, MEM>> {};
 INSTANTIATE_TEST_SUITE_P(PointCloud, CloudConversion,
-                         ::testing::ValuesIn(casesOf({MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4})),
-                         caseName);
+                         ::testing::Combine(::testing::Values(MAT_TYPE::F32_C1, MAT_TYPE::F32_C3,
+                                                              MAT_TYPE::F32_C4),
+                                            ::testing::Values(MEM::CPU, MEM::GPU, MEM_BOTH)));
 
 // Unit scaling gives the float product of every float (the GPU keeps colours); the change of axes moves
 // points and keeps the colour bits.
 TEST_P(CloudConversion, units_scale_every_float_and_axes_move_points_keeping_colours) {
-    const Case c = GetParam();
+    const struct {
+        MAT_TYPE type;
+        MEM side;
+    } c{std::get<0>(GetParam()), std::get<1>(GetParam())};
     const std::vector<float> values = cloudValues(c.type);
     const auto check = [&](const Mat& cloud, const std::vector<float>& expected) {
         if (c.side != MEM::CPU) {
