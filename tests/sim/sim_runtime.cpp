@@ -270,30 +270,12 @@ cudaError_t release(void* ptr, std::initializer_list<Kind> kinds) {
     return cudaSuccess;
 }
 
-Side sourceSide(cudaMemcpyKind kind) {
-    switch (kind) {
-        case cudaMemcpyHostToHost:
-        case cudaMemcpyHostToDevice:
-            return Side::Host;
-        case cudaMemcpyDeviceToHost:
-        case cudaMemcpyDeviceToDevice:
-            return Side::Device;
-        default:
-            return Side::Any;
-    }
-}
-
-Side destinationSide(cudaMemcpyKind kind) {
-    switch (kind) {
-        case cudaMemcpyHostToHost:
-        case cudaMemcpyDeviceToHost:
-            return Side::Host;
-        case cudaMemcpyHostToDevice:
-        case cudaMemcpyDeviceToDevice:
-            return Side::Device;
-        default:
-            return Side::Any;
-    }
+// The side a copy of direction `kind` (already checked to be one of the five) reads (`source`) or writes.
+Side sideOf(cudaMemcpyKind kind, bool source) {
+    if (kind == cudaMemcpyDefault) return Side::Any;
+    const bool host =
+        kind == cudaMemcpyHostToHost || kind == (source ? cudaMemcpyHostToDevice : cudaMemcpyDeviceToHost);
+    return host ? Side::Host : Side::Device;
 }
 
 // ---- Streams ----
@@ -386,8 +368,8 @@ cudaError_t copy2D(const char* function, void* dst, size_t dpitch, const void* s
     bool hostOnly = false;
     {
         std::lock_guard<std::mutex> lock(state().mutex);
-        to = resolveLocked(dst, (height - 1) * dpitch + width, destinationSide(kind));
-        from = resolveLocked(src, (height - 1) * spitch + width, sourceSide(kind));
+        to = resolveLocked(dst, (height - 1) * dpitch + width, sideOf(kind, false));
+        from = resolveLocked(src, (height - 1) * spitch + width, sideOf(kind, true));
         const Allocation* dstAllocation = findLocked(dst);
         const Allocation* srcAllocation = findLocked(src);
         hostOnly = (dstAllocation == nullptr || hostVisible(*dstAllocation)) &&
