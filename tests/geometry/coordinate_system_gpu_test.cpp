@@ -191,59 +191,45 @@ TEST_F(PointCloudConversion, mem_both_converts_the_gpu_copy_and_refreshes_the_ho
 }
 
 TEST_F(PointCloudConversion, refusals_and_memory_kinds_without_a_path_leave_the_data) {
+    using CS = COORDINATE_SYSTEM;
+    const ERROR_CODE invalid = ERROR_CODE::INVALID_FUNCTION_PARAMETERS, ok = ERROR_CODE::SUCCESS;
     const std::vector<float> values = cloudValues(MAT_TYPE::F32_C4);
     Mat cloud = cloudOn(MAT_TYPE::F32_C4, MEM::CPU, values);
     const auto unit5 = static_cast<UNIT>(5);
-    const auto system6 = static_cast<COORDINATE_SYSTEM>(6);
-    for (bool first : {true, false}) {
-        EXPECT_EQ(convertUnit(cloud, first ? unit5 : UNIT::METER, first ? UNIT::METER : unit5, MEM::CPU),
-                  ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
-        const COORDINATE_SYSTEM image = COORDINATE_SYSTEM::IMAGE;
-        EXPECT_EQ(convertCoordinateSystem(cloud, first ? system6 : image, first ? image : system6, MEM::CPU),
-                  ERROR_CODE::INVALID_COORDINATE_SYSTEM);
-    }
+    const auto system6 = static_cast<CS>(6);
+    EXPECT_EQ(convertUnit(cloud, unit5, UNIT::METER, MEM::CPU), invalid);
+    EXPECT_EQ(convertUnit(cloud, UNIT::METER, unit5, MEM::CPU), invalid);
+    EXPECT_EQ(convertCoordinateSystem(cloud, system6, CS::IMAGE, MEM::CPU),
+              ERROR_CODE::INVALID_COORDINATE_SYSTEM);
+    EXPECT_EQ(convertCoordinateSystem(cloud, CS::IMAGE, system6, MEM::CPU),
+              ERROR_CODE::INVALID_COORDINATE_SYSTEM);
     for (MEM other : {MEM_MANAGED, MEM_UNIFIED, static_cast<MEM>(0), static_cast<MEM>(9)}) {
-        EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, other), ERROR_CODE::SUCCESS);
-        EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE,
-                                          COORDINATE_SYSTEM::LEFT_HANDED_Z_UP, other),
-                  ERROR_CODE::SUCCESS);
+        EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, other), ok);
+        EXPECT_EQ(convertCoordinateSystem(cloud, CS::IMAGE, CS::LEFT_HANDED_Z_UP, other), ok);
     }
-    EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, MEM::GPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS)
-        << "no GPU buffer";
-    EXPECT_EQ(convertCoordinateSystem(cloud, COORDINATE_SYSTEM::IMAGE, COORDINATE_SYSTEM::LEFT_HANDED_Z_UP,
-                                      MEM_BOTH),
-              ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
+    EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::INCH, MEM::GPU), invalid) << "no GPU buffer";
+    EXPECT_EQ(convertCoordinateSystem(cloud, CS::IMAGE, CS::LEFT_HANDED_Z_UP, MEM_BOTH), invalid);
     EXPECT_TRUE(sameBits(floatsOf(cloud, MEM::CPU), values));
-
     Mat onGpu = cloudOn(MAT_TYPE::F32_C4, MEM::GPU, values);
-    EXPECT_EQ(convertUnit(onGpu, UNIT::METER, UNIT::INCH, MEM::CPU), ERROR_CODE::INVALID_FUNCTION_PARAMETERS)
-        << "no host buffer";
+    EXPECT_EQ(convertUnit(onGpu, UNIT::METER, UNIT::INCH, MEM::CPU), invalid) << "no host buffer";
     EXPECT_TRUE(sameBits(floatsOf(onGpu, MEM::GPU), values));
 
     // The element type is checked after the units and systems; equal ones return before any check.
     for (MAT_TYPE type : {MAT_TYPE::F32_C2, MAT_TYPE::U8_C4, MAT_TYPE::U16_C1, MAT_TYPE::S8_C4}) {
         Mat other(kWidth, kHeight, type);
-        EXPECT_EQ(convertUnit(other, UNIT::METER, UNIT::INCH, MEM::CPU),
-                  ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
-        EXPECT_EQ(convertCoordinateSystem(other, COORDINATE_SYSTEM::IMAGE,
-                                          COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP, MEM::CPU),
-                  ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
-        EXPECT_EQ(convertUnit(other, UNIT::INCH, UNIT::INCH, MEM::CPU), ERROR_CODE::SUCCESS);
+        EXPECT_EQ(convertUnit(other, UNIT::METER, UNIT::INCH, MEM::CPU), invalid);
+        EXPECT_EQ(convertCoordinateSystem(other, CS::IMAGE, CS::RIGHT_HANDED_Y_UP, MEM::CPU), invalid);
+        EXPECT_EQ(convertUnit(other, UNIT::INCH, UNIT::INCH, MEM::CPU), ok);
     }
     Mat depth(kWidth, kHeight, MAT_TYPE::F32_C1);
-    EXPECT_EQ(convertCoordinateSystem(depth, COORDINATE_SYSTEM::IMAGE, COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP,
-                                      MEM::CPU),
-              ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
-    EXPECT_EQ(convertCoordinateSystem(depth, COORDINATE_SYSTEM::IMAGE, system6, MEM::CPU),
+    EXPECT_EQ(convertCoordinateSystem(depth, CS::IMAGE, CS::RIGHT_HANDED_Y_UP, MEM::CPU), invalid);
+    EXPECT_EQ(convertCoordinateSystem(depth, CS::IMAGE, system6, MEM::CPU),
               ERROR_CODE::INVALID_COORDINATE_SYSTEM);
-    EXPECT_EQ(convertCoordinateSystem(depth, system6, system6, MEM::CPU), ERROR_CODE::SUCCESS);
-
+    EXPECT_EQ(convertCoordinateSystem(depth, system6, system6, MEM::CPU), ok);
     Mat empty;
-    EXPECT_EQ(convertUnit(empty, UNIT::METER, UNIT::INCH, MEM::GPU), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(convertUnit(empty, UNIT::METER, UNIT::INCH, MEM::GPU), ok);
     Mat noColumns(0, kHeight, MAT_TYPE::F32_C3, MEM::GPU);
-    EXPECT_EQ(convertCoordinateSystem(noColumns, COORDINATE_SYSTEM::IMAGE,
-                                      COORDINATE_SYSTEM::RIGHT_HANDED_Y_UP, MEM::GPU),
-              ERROR_CODE::SUCCESS);
+    EXPECT_EQ(convertCoordinateSystem(noColumns, CS::IMAGE, CS::RIGHT_HANDED_Y_UP, MEM::GPU), ok);
 }
 
 // A refused launch (the one runtime call a conversion makes: the matrix travels in its parameters) is
