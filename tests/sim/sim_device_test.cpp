@@ -194,10 +194,6 @@ TEST_F(SimDevice, launch_configuration_limits_are_the_runtime_s) {
     EXPECT_EQ(launch(dim3(0), dim3(32)), cudaErrorInvalidConfiguration);
     EXPECT_EQ(launch(dim3(2147483647u, 65535), dim3(1024)), cudaSuccess) << "the largest grid is legal";
     cudaDeviceReset();  // drops that grid rather than running it
-    // The launch geometry of the library stays inside them for any size, and its kernels stride.
-    const vela::launch::Shape tall = vela::launch::shape2d(1, 600000);
-    EXPECT_EQ(tall.grid.y, 65535u);
-    EXPECT_EQ(tall.block.x * tall.block.y, 256u);
     cudaGetLastError();
 }
 
