@@ -100,7 +100,7 @@ TEST(CoordinateSystem, all_36_conversions_match_the_axes_of_each_system) {
               Matrix4f(rightHandedYUp));
 }
 
-TEST(CoordinateSystem, point_1_2_3_of_each_system_in_image_coordinates) {
+TEST(CoordinateSystem, point_1_2_3_of_each_system_in_image_coordinates_and_unknown_systems) {
     const Vector3<float> p(1, 2, 3);
     EXPECT_EQ(toImage(COORDINATE_SYSTEM::IMAGE, p), Vector3<float>(1, 2, 3));
     EXPECT_EQ(toImage(COORDINATE_SYSTEM::LEFT_HANDED_Y_UP, p), Vector3<float>(1, -2, 3));
@@ -108,9 +108,7 @@ TEST(CoordinateSystem, point_1_2_3_of_each_system_in_image_coordinates) {
     EXPECT_EQ(toImage(COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP, p), Vector3<float>(1, -3, 2));
     EXPECT_EQ(toImage(COORDINATE_SYSTEM::LEFT_HANDED_Z_UP, p), Vector3<float>(2, -3, 1));
     EXPECT_EQ(toImage(COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP_X_FWD, p), Vector3<float>(-2, -3, 1));
-}
-
-TEST(CoordinateSystem, values_outside_the_enumeration_select_the_identity) {
+    // Values outside the enumeration select the identity.
     const auto minusOne = static_cast<COORDINATE_SYSTEM>(-1);
     const auto six = static_cast<COORDINATE_SYSTEM>(6);
     EXPECT_EQ(vela::getCoordinateTransformConversion4f(minusOne, COORDINATE_SYSTEM::IMAGE),
@@ -219,12 +217,10 @@ TEST(Gravity, rotation_turns_the_reference_onto_the_measured_direction) {
     const Matrix3f identity = r * Matrix3f::transpose(r);
     for (int i = 0; i < 9; ++i)
         EXPECT_NEAR(identity.elements[i], Matrix3f::identity().elements[i], 1e-6) << "orthonormal";
-}
-
-TEST(Gravity, parallel_vectors_give_non_finite_elements) {
-    const Matrix3f r =
+    // Parallel vectors give non-finite elements.
+    const Matrix3f parallel =
         vela::computeRotationMatrixFromGravity(Vector3<float>(0, -9.81f, 0), Vector3<float>(0, -1, 0));
-    for (float element : r.elements)
+    for (float element : parallel.elements)
         EXPECT_TRUE(std::isnan(element));
 }
 

@@ -8,13 +8,13 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "support/device.hpp"
+#include "support/float_bits.hpp"
 #include "support/log_capture.hpp"
 
 namespace vela {
@@ -23,12 +23,6 @@ namespace {
 
 const float kNan = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
-
-uint32_t bitsOf(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
 
 // Every float of the host side of `mat`, row by row.
 std::vector<uint32_t> hostBits(const Mat& mat) {
@@ -45,6 +39,11 @@ std::vector<uint32_t> hostBits(const Mat& mat) {
 const float* point(const Mat& cloud, size_t x, size_t y) {
     return reinterpret_cast<const float*>(cloud.getPtr<unsigned char>(MEM::CPU) + y * cloud.getStepBytes()) +
            cloud.getChannels() * x;
+}
+
+// x, y and z of point (x, y).
+std::vector<float> xyz(const Mat& cloud, size_t x, size_t y) {
+    return std::vector<float>(point(cloud, x, y), point(cloud, x, y) + 3);
 }
 
 // fx 2, fy 4, principal point (1.5, 1): small numbers whose products are exact.
@@ -89,9 +88,7 @@ TEST(DepthToPointCloud, points_worked_by_hand_in_metres_and_z_up_with_colour) {
         }
     }
     // (u, v) = (0, 1), z = 1 m: x = (0 - 1.5) * 1 / 2, y = (1 - 1) * 1 / 4.
-    EXPECT_EQ(point(cloud, 0, 1)[0], -0.75f);
-    EXPECT_EQ(point(cloud, 0, 1)[1], 0.0f);
-    EXPECT_EQ(point(cloud, 0, 1)[2], 1.0f);
+    EXPECT_EQ(xyz(cloud, 0, 1), (std::vector<float>{-0.75f, 0.0f, 1.0f}));
     // (3, 1), z = 4 m: x = 1.5 * 4 / 2 = 3, y = 0.
     EXPECT_EQ(point(cloud, 3, 1)[0], 3.0f);
     // (1, 2), z = 1 m: x = -0.5 / 2 = -0.25, y = 1 / 4 = 0.25.
@@ -107,9 +104,7 @@ TEST(DepthToPointCloud, points_worked_by_hand_in_metres_and_z_up_with_colour) {
     parameters.coordinate_system = COORDINATE_SYSTEM::RIGHT_HANDED_Z_UP;
     ASSERT_EQ(depthToPointCloud(depth, smallCamera(), cloud, parameters), ERROR_CODE::SUCCESS);
     ASSERT_EQ(cloud.getDataType(), MAT_TYPE::F32_C3);
-    EXPECT_EQ(point(cloud, 1, 2)[0], -0.25f);
-    EXPECT_EQ(point(cloud, 1, 2)[1], 1.0f);
-    EXPECT_EQ(point(cloud, 1, 2)[2], -0.25f);
+    EXPECT_EQ(xyz(cloud, 1, 2), (std::vector<float>{-0.25f, 1.0f, -0.25f}));
 }
 
 TEST(DepthToPointCloud, sixteen_bit_counts_are_scaled_and_bgr_gets_opaque_alpha) {
@@ -122,9 +117,8 @@ TEST(DepthToPointCloud, sixteen_bit_counts_are_scaled_and_bgr_gets_opaque_alpha)
     parameters.depth_scale = 2.0f;
     Mat cloud;
     ASSERT_EQ(depthToPointCloud(depth, colour, smallCamera(), cloud, parameters), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(point(cloud, 3, 2)[0], 750.0f);  // (3 - 1.5) * 1000 / 2
-    EXPECT_EQ(point(cloud, 3, 2)[1], 250.0f);  // (2 - 1) * 1000 / 4
-    EXPECT_EQ(point(cloud, 3, 2)[2], 1000.0f);
+    // x = (3 - 1.5) * 1000 / 2, y = (2 - 1) * 1000 / 4.
+    EXPECT_EQ(xyz(cloud, 3, 2), (std::vector<float>{750.0f, 250.0f, 1000.0f}));
     EXPECT_EQ(unpackColor(point(cloud, 3, 2)[3]), Vector4<unsigned char>(3, 2, 1, 255));
     EXPECT_TRUE(std::isnan(point(cloud, 0, 0)[2]));  // count 0: no depth
 }
@@ -171,9 +165,7 @@ TEST(TransformPointCloud, moves_points_keeps_colour_bits_and_nan_points) {
     cloud.setValue(0, 0, Vector4<float>(1, 2, 3, signallingColour), MEM::CPU);
     cloud.setValue(1, 0, Vector4<float>(kNan, kNan, kNan, packColor(1, 2, 3)), MEM::CPU);
     ASSERT_EQ(transformPointCloud(cloud, motion), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(point(cloud, 0, 0)[0], 8.0f);   // -2 + 10
-    EXPECT_EQ(point(cloud, 0, 0)[1], 21.0f);  // 1 + 20
-    EXPECT_EQ(point(cloud, 0, 0)[2], 33.0f);  // 3 + 30
+    EXPECT_EQ(xyz(cloud, 0, 0), (std::vector<float>{8.0f, 21.0f, 33.0f}));  // (-2, 1, 3) + (10, 20, 30)
     EXPECT_EQ(bitsOf(point(cloud, 0, 0)[3]), bitsOf(signallingColour));
     EXPECT_TRUE(std::isnan(point(cloud, 1, 0)[0]) && std::isnan(point(cloud, 1, 0)[2]));
     Mat image(2, 1, MAT_TYPE::U8_C4, MEM::CPU);
@@ -185,9 +177,7 @@ TEST(ConvertPointCloudUnit, scales_xyz_and_keeps_the_colour_on_the_host) {
     const float colour = packColor(9, 8, 0x05, 0);  // a subnormal float
     cloud.setValue(0, 0, Vector4<float>(1500, -250, 2000, colour), MEM::CPU);
     ASSERT_EQ(convertPointCloudUnit(cloud, UNIT::MILLIMETER, UNIT::METER), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(point(cloud, 0, 0)[0], 1500 * 0.001f);
-    EXPECT_EQ(point(cloud, 0, 0)[1], -250 * 0.001f);
-    EXPECT_EQ(point(cloud, 0, 0)[2], 2.0f);
+    EXPECT_EQ(xyz(cloud, 0, 0), (std::vector<float>{1500 * 0.001f, -250 * 0.001f, 2.0f}));
     EXPECT_EQ(bitsOf(point(cloud, 0, 0)[3]), bitsOf(colour));
     EXPECT_EQ(convertPointCloudUnit(cloud, UNIT::METER, static_cast<UNIT>(5)),
               ERROR_CODE::INVALID_FUNCTION_PARAMETERS);
@@ -283,41 +273,6 @@ TEST_F(PointCloudGpu, back_projection_transform_and_unit_give_the_host_bits) {
     ASSERT_EQ(depthToPointCloud(gpuDepth, camera, gpuCloud, parameters, MEM::GPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(back.setFrom(gpuCloud, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(hostBits(back), hostBits(hostCloud));
-}
-
-TEST_F(PointCloudGpu, launch_failures_are_reported_and_fail_the_call) {
-    if (!isSimulated()) GTEST_SKIP() << "failures are injected on the simulated device only";
-    Mat depth, colour;
-    randomFrame(5, 4, depth, colour);
-    Mat gpuDepth, cloud;
-    ASSERT_EQ(gpuDepth.setFrom(depth, COPY_TYPE::CPU_GPU), ERROR_CODE::SUCCESS);
-    CameraParameters camera = smallCamera();
-    camera.image_size = Resolution();
-    const struct {
-        const char* signature;
-        std::function<ERROR_CODE()> call;
-    } cases[] = {
-        {"vela::ERROR_CODE vela::depthToPointCloud(const vela::Mat&, const vela::Mat&, const "
-         "vela::CameraParameters&, vela::Mat&, const vela::DepthToPointCloudParameters&, vela::MEM, "
-         "cudaStream_t)",
-         [&] { return depthToPointCloud(gpuDepth, camera, cloud, {}, MEM::GPU); }},
-        {"vela::ERROR_CODE vela::transformPointCloud(vela::Mat&, const vela::Transform&, vela::MEM, "
-         "cudaStream_t)",
-         [&] { return transformPointCloud(cloud, Transform(), MEM::GPU); }},
-        {"vela::ERROR_CODE vela::convertPointCloudUnit(vela::Mat&, vela::UNIT, vela::UNIT, vela::MEM, "
-         "cudaStream_t)",
-         [&] { return convertPointCloudUnit(cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU); }},
-    };
-    for (const auto& c : cases) {
-        ASSERT_EQ(depthToPointCloud(gpuDepth, camera, cloud, {}, MEM::GPU), ERROR_CODE::SUCCESS);
-        ASSERT_TRUE(injectFailure("cudaLaunchKernel", cudaErrorLaunchFailure));
-        testing::internal::CaptureStdout();
-        const ERROR_CODE status = c.call();
-        const std::string printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(status, ERROR_CODE::FAILURE) << c.signature;
-        EXPECT_EQ(printed, std::string("in ") + c.signature + " : Err [719]: unspecified launch failure.\n");
-        cudaGetLastError();
-    }
 }
 
 }  // namespace

@@ -94,34 +94,29 @@ TEST(Translation, rotated_by_a_quaternion_and_scaled_by_its_squared_norm) {
         EXPECT_NEAR(rotated[i], r.m[i][0] * v.x + r.m[i][1] * v.y + r.m[i][2] * v.z, 1e-5) << i;
 }
 
-TEST(Orientation, call_operator_returns_zero_outside_the_four_components) {
+TEST(Orientation, components_normalisation_and_the_hamilton_product_of_unit_axes) {
     const Orientation q;
-    EXPECT_EQ(q(3), 1.0f);
-    EXPECT_EQ(q(0), 0.0f);
-    EXPECT_EQ(q(4), 0.0f);
-    EXPECT_EQ(q(-1), 0.0f);
+    EXPECT_TRUE(q(3) == 1.0f && q(0) == 0.0f);
+    EXPECT_TRUE(q(4) == 0.0f && q(-1) == 0.0f) << "zero outside the four components";
     EXPECT_EQ(Orientation(vela::Vector4<float>(1, 2, 3, 4))(2), 3.0f);
-}
 
-TEST(Orientation, normalise_divides_by_a_non_zero_length) {
-    Orientation q(vela::Vector4<float>(1, 1, 1, 1));
-    q.normalise();
-    EXPECT_EQ(q, vela::Vector4<float>(0.5f, 0.5f, 0.5f, 0.5f));
-    q.setZeros();
-    q.normalise();
-    EXPECT_EQ(q, vela::Vector4<float>(0, 0, 0, 0));
-}
+    Orientation n(vela::Vector4<float>(1, 1, 1, 1));
+    n.normalise();
+    EXPECT_EQ(n, vela::Vector4<float>(0.5f, 0.5f, 0.5f, 0.5f));
+    n.setZeros();
+    n.normalise();
+    EXPECT_EQ(n, vela::Vector4<float>(0, 0, 0, 0)) << "a zero length is left alone";
 
-TEST(Orientation, hamilton_product_of_unit_axes) {
     const Orientation i(vela::Vector4<float>(1, 0, 0, 0)), j(vela::Vector4<float>(0, 1, 0, 0));
     EXPECT_EQ(i * j, vela::Vector4<float>(0, 0, 1, 0));
     EXPECT_EQ(j * i, vela::Vector4<float>(0, 0, -1, 0));
     EXPECT_EQ(i * i, vela::Vector4<float>(0, 0, 0, -1));
 }
 
-TEST(Orientation, product_composes_as_the_matrix_product) {
+TEST(Orientation, matrix_round_trip_and_product_compose_as_matrices_over_samples) {
     const std::vector<Matrix3d> samples = sampleRotations();
     for (size_t a = 0; a < samples.size(); ++a) {
+        expectNear(fromDouble(samples[a]).getOrientation().getRotationMatrix(), samples[a], 2e-6);
         const Matrix3d& next = samples[(a + 3) % samples.size()];
         const Orientation qa(fromDouble(samples[a])), qb(fromDouble(next));
         expectNear((qa * qb).getRotationMatrix(), product(samples[a], next), 2e-6);
@@ -154,36 +149,25 @@ TEST(Orientation, half_turns_about_each_axis_take_each_quaternion_branch) {
     // A third of a turn about (1, 1, 1): trace 0 and a three-way tie on the diagonal, so the last case.
     const float cycle[9] = {0, 0, 1, 1, 0, 0, 0, 1, 0};
     EXPECT_EQ(Orientation(Rotation(Matrix3f(cycle))), vela::Vector4<float>(0.5f, 0.5f, 0.5f, 0.5f));
-}
-
-TEST(Orientation, rotations_near_half_turns_match_the_double_precision_quaternion) {
+    // Near half turns, against the double-precision quaternion.
     const double angle = kPi - 0.05;
-    const double s = std::sin(angle / 2), c = std::cos(angle / 2);
-    expectNear(Orientation(fromDouble(axisAngle(angle, 1, 0, 0))), s, 0, 0, c, 1e-6);
-    expectNear(Orientation(fromDouble(axisAngle(angle, 0, 1, 0))), 0, s, 0, c, 1e-6);
-    expectNear(Orientation(fromDouble(axisAngle(angle, 0, 0, 1))), 0, 0, s, c, 1e-6);
+    const double sine = std::sin(angle / 2), cosine = std::cos(angle / 2);
+    expectNear(Orientation(fromDouble(axisAngle(angle, 1, 0, 0))), sine, 0, 0, cosine, 1e-6);
+    expectNear(Orientation(fromDouble(axisAngle(angle, 0, 1, 0))), 0, sine, 0, cosine, 1e-6);
+    expectNear(Orientation(fromDouble(axisAngle(angle, 0, 0, 1))), 0, 0, sine, cosine, 1e-6);
 }
 
-TEST(Orientation, matrix_quaternion_round_trip_over_samples) {
-    for (const Matrix3d& r : sampleRotations())
-        expectNear(fromDouble(r).getOrientation().getRotationMatrix(), r, 2e-6);
-}
-
-TEST(Orientation, two_directions_at_a_right_angle_give_a_quarter_turn) {
+TEST(Orientation, two_directions_give_the_turn_between_them) {
     const double h = std::sqrt(0.5);
     expectNear(Orientation(Translation(1, 0, 0), Translation(0, 1, 0)), 0, 0, h, h, 1e-6);
     expectNear(Orientation(Translation(0, 0, 5), Translation(3, 0, 0)), 0, h, 0, h, 1e-6);
     // Shorter than 1: used as given, so the unnormalised cross product (0, 0, 0.25) scales the result.
     expectNear(Orientation(Translation(0.5f, 0, 0), Translation(0, 0.5f, 0)), 0, 0, 0.25 * h, h, 1e-6);
-}
-
-TEST(Orientation, parallel_directions_get_no_special_treatment) {
+    // Parallel directions get no special treatment; opposite ones have no axis and a half angle of a
+    // quarter turn, so only cos(π/2 rounded to float) is left.
     EXPECT_EQ(Orientation(Translation(2, 0, 0), Translation(3, 0, 0)), vela::Vector4<float>(0, 0, 0, 1));
-    // Opposite directions: no axis, half angle a quarter turn; only cos(π/2 rounded to float) is left.
     const Orientation opposite(Translation(1, 0, 0), Translation(-1, 0, 0));
-    EXPECT_EQ(opposite.x, 0.0f);
-    EXPECT_EQ(opposite.y, 0.0f);
-    EXPECT_EQ(opposite.z, 0.0f);
+    EXPECT_TRUE(opposite.x == 0.0f && opposite.y == 0.0f && opposite.z == 0.0f);
     EXPECT_NEAR(opposite.w, 0.0, 1e-7);
 }
 
@@ -214,20 +198,17 @@ TEST(Rotation, rotation_vectors_of_zero_and_of_known_rotations) {
     expectNear(fromDouble(axisAngle(1.2, 0, 3, -4)).getRotationVector(), 0, 0.72, -0.96, 1e-5);
 }
 
-TEST(Rotation, euler_angles_set_the_y_z_x_product) {
+TEST(Rotation, euler_angles_set_the_y_z_x_product_and_read_back) {
     Rotation r;
     r.setEulerAngles(vela::Vector3<float>(10, 20, 30), false);
     expectNear(r, degreesXYZ(10, 20, 30), 1e-6);
     r.setEulerAngles(vela::Vector3<float>(-0.5f, 1.0f, 0.25f), true);
     expectNear(r, degreesXYZ(-0.5 * 180 / kPi, 180 / kPi, 0.25 * 180 / kPi), 1e-6);
-}
-
-TEST(Rotation, euler_round_trips_away_from_the_guard) {
+    // Round trips away from the guard; radians are degrees divided exactly as the degrees were made.
     const std::vector<vela::Vector3<float>> samples = {
         {0, 0, 0},   {90, 0, 0}, {0, 90, 0}, {10, 20, 30}, {-45, 170, -60}, {0.001f, -0.002f, 0.003f},
         {10, 20, 85}};
     for (const vela::Vector3<float>& angles : samples) {
-        Rotation r;
         r.setEulerAngles(angles, false);
         expectNear(r.getEulerAngles(false), angles.x, angles.y, angles.z, 2e-3);
         const vela::Vector3<float> radians = r.getEulerAngles(true);

@@ -45,7 +45,7 @@ TEST(Transform, rotation_and_translation_constructor_lays_out_block_and_column) 
     EXPECT_EQ(fromQuaternion, Transform(q.getRotationMatrix(), Translation(1, 2, 3)));
 }
 
-TEST(Transform, translation_setter_writes_the_last_column_only) {
+TEST(Transform, setters_write_their_block_or_column_only) {
     Transform t = numbered();
     t.setTranslation(Translation(-1, -2, -3));
     std::vector<float> expected = elementsOf(numbered());
@@ -53,15 +53,13 @@ TEST(Transform, translation_setter_writes_the_last_column_only) {
     expected[7] = -2;
     expected[11] = -3;
     EXPECT_EQ(elementsOf(t), expected);
-}
 
-TEST(Transform, rotation_setters_write_the_block_only) {
     const Rotation r(0.7f, Translation(1, -2, 2));
-    std::vector<float> expected = elementsOf(numbered());
+    expected = elementsOf(numbered());
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j)
             expected[i * 4 + j] = r(i, j);
-    Transform t = numbered();
+    t = numbered();
     t.setRotationMatrix(r);
     EXPECT_EQ(elementsOf(t), expected);
 
@@ -76,15 +74,10 @@ TEST(Transform, rotation_setters_write_the_block_only) {
     EXPECT_EQ(t.getEulerAngles(false), viaEuler.getEulerAngles(false));
 }
 
-TEST(Pose, default_is_an_invalid_identity_at_time_zero) {
-    const Pose pose;
-    EXPECT_EQ(pose.pose_data, Transform());
-    EXPECT_EQ(pose.timestamp, 0u);
-    EXPECT_EQ(pose.pose_confidence, 0);
-    EXPECT_FALSE(pose.valid);
-}
-
-TEST(Pose, built_from_values_is_not_valid) {
+TEST(Pose, default_and_built_from_values_are_not_valid) {
+    const Pose none;
+    EXPECT_EQ(none.pose_data, Transform());
+    EXPECT_TRUE(none.timestamp == 0u && none.pose_confidence == 0 && !none.valid);
     const Transform t(Rotation(0.3f, Translation(0, 1, 0)), Translation(1, 2, 3));
     const Pose pose(t, 123, 50);
     EXPECT_EQ(pose.pose_data, t);

@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "support/float_bits.hpp"
 #include "support/temp_dir.hpp"
 
 namespace vela {
@@ -32,12 +33,6 @@ namespace test {
 namespace {
 
 const float kNan = std::numeric_limits<float>::quiet_NaN();
-
-uint32_t bitsOf(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
 
 // Distance in units of the last place between two finite floats of the same sign.
 int64_t ulps(float a, float b) {
@@ -283,32 +278,22 @@ TEST(RosAdapter, malformed_clouds_are_refused_and_the_mat_is_left) {
     EXPECT_TRUE(good.is_dense);
     Mat out(1, 1, MAT_TYPE::U8_C1, MEM::CPU);
     const unsigned char* before = out.getPtr<unsigned char>(MEM::CPU);
-    auto refused = [&](sensor_msgs::PointCloud2 message) {
-        EXPECT_EQ(ros::fromPointCloud2(message, out), ERROR_CODE::FAILURE);
-        EXPECT_EQ(out.getPtr<unsigned char>(MEM::CPU), before);
+    using Spoil = void (*)(sensor_msgs::PointCloud2&);
+    const Spoil spoils[] = {
+        [](sensor_msgs::PointCloud2& m) { m.data.pop_back(); },  // one byte short
+        [](sensor_msgs::PointCloud2& m) { m.fields[2].datatype = sensor_msgs::PointField::FLOAT64; },
+        [](sensor_msgs::PointCloud2& m) { m.fields[1].offset = 10; },           // past point_step
+        [](sensor_msgs::PointCloud2& m) { m.row_step = 4; },                    // shorter than a row
+        [](sensor_msgs::PointCloud2& m) { m.width = m.height = 0x40000000; },   // the sizes overflow
+        [](sensor_msgs::PointCloud2& m) { m.fields.erase(m.fields.begin()); },  // no x
+        [](sensor_msgs::PointCloud2& m) { m.is_bigendian = true; },
     };
-    auto bad = good;
-    bad.data.pop_back();  // one byte short
-    refused(bad);
-    bad = good;
-    bad.fields[2].datatype = sensor_msgs::PointField::FLOAT64;
-    refused(bad);
-    bad = good;
-    bad.fields[1].offset = 10;  // past point_step
-    refused(bad);
-    bad = good;
-    bad.row_step = 4;  // shorter than a row
-    refused(bad);
-    bad = good;
-    bad.width = 0x40000000;
-    bad.height = 0x40000000;  // the sizes overflow
-    refused(bad);
-    bad = good;
-    bad.fields.erase(bad.fields.begin());  // no x
-    refused(bad);
-    bad = good;
-    bad.is_bigendian = true;
-    refused(bad);
+    for (const Spoil spoil : spoils) {
+        sensor_msgs::PointCloud2 bad = good;
+        spoil(bad);
+        EXPECT_EQ(ros::fromPointCloud2(bad, out), ERROR_CODE::FAILURE);
+        EXPECT_EQ(out.getPtr<unsigned char>(MEM::CPU), before);
+    }
 }
 
 TEST(RosAdapter, images_round_trip_with_their_encodings) {

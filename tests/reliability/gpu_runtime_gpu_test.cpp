@@ -11,22 +11,13 @@
 #include <vector>
 
 #include "support/device.hpp"
+#include "support/float_bits.hpp"
 
 namespace vela {
 namespace test {
 namespace {
 
 using Point = Vector4<float>;
-
-// The bits of every float of `mat`'s GPU side, copied through a new host Mat.
-std::vector<float> gpuFloats(const Mat& mat) {
-    Mat host;
-    EXPECT_EQ(mat.copyTo(host, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
-    const size_t count = mat.width * mat.height * mat.channels;
-    std::vector<float> values(count);
-    if (host.cpuBuffer != nullptr) std::memcpy(values.data(), host.cpuBuffer.get(), count * sizeof(float));
-    return values;
-}
 
 class GpuAsDocumented : public GpuTest {};
 
@@ -39,7 +30,7 @@ TEST_F(GpuAsDocumented, a_one_column_cloud_of_600000_points_is_filled_and_conver
     ASSERT_EQ(cloud.setTo(point, MEM::GPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(convertUnit(cloud, UNIT::METER, UNIT::MILLIMETER, MEM::GPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    const std::vector<float> values = gpuFloats(cloud);
+    const std::vector<float> values = floatsOf(cloud, MEM::GPU);
     size_t wrong = 0;
     for (size_t i = 0; i < kPoints; ++i) {
         const float* p = &values[4 * i];

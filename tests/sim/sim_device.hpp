@@ -40,6 +40,10 @@ size_t liveAllocations();
 /// the next kernel launch) fail with `error`, as that call's own result; the failure fires once and is not
 /// sticky.
 void failNextCall(const std::string& function, cudaError_t error);
+/// Makes the n-th runtime call from now (n >= 1; any function, 0 cancels) fail with `error` once.
+void failCallAfter(size_t n, cudaError_t error);
+/// Runtime calls made so far (those that reach an injection point), for counting an operation's calls.
+size_t callsMade();
 /// Leaves `error` pending, as a failed asynchronous operation would; cudaGetLastError returns and clears it.
 void setPendingError(cudaError_t error);
 /// Clears injected failures, the pending error and the maximum pitch set by a test; allocations, queued

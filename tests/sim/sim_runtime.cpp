@@ -49,6 +49,9 @@ struct State {
     std::mutex mutex;
     std::map<uintptr_t, Allocation> allocations;  // by base address
     std::unordered_map<std::string, cudaError_t> injected;
+    size_t calls = 0;        // runtime calls made, counted by failCallAfter
+    size_t failingCall = 0;  // the call that fails with failingError; 0: none
+    cudaError_t failingError = cudaSuccess;
     std::set<cudaStream_t> streams;
     std::mutex queueMutex;  // taken before `mutex` where both are held, never after
     std::deque<Pending> pending;
@@ -120,6 +123,11 @@ bool takeInjected(const char* function, cudaError_t* error) {
         return true;
     }
     std::lock_guard<std::mutex> lock(state().mutex);
+    if (++state().calls == state().failingCall) {
+        state().failingCall = 0;
+        *error = state().failingError;
+        return true;
+    }
     auto found = state().injected.find(function);
     if (found == state().injected.end()) return false;
     *error = found->second;
@@ -262,30 +270,12 @@ cudaError_t release(void* ptr, std::initializer_list<Kind> kinds) {
     return cudaSuccess;
 }
 
-Side sourceSide(cudaMemcpyKind kind) {
-    switch (kind) {
-        case cudaMemcpyHostToHost:
-        case cudaMemcpyHostToDevice:
-            return Side::Host;
-        case cudaMemcpyDeviceToHost:
-        case cudaMemcpyDeviceToDevice:
-            return Side::Device;
-        default:
-            return Side::Any;
-    }
-}
-
-Side destinationSide(cudaMemcpyKind kind) {
-    switch (kind) {
-        case cudaMemcpyHostToHost:
-        case cudaMemcpyDeviceToHost:
-            return Side::Host;
-        case cudaMemcpyHostToDevice:
-        case cudaMemcpyDeviceToDevice:
-            return Side::Device;
-        default:
-            return Side::Any;
-    }
+// The side a copy of direction `kind` (already checked to be one of the five) reads (`source`) or writes.
+Side sideOf(cudaMemcpyKind kind, bool source) {
+    if (kind == cudaMemcpyDefault) return Side::Any;
+    const bool host =
+        kind == cudaMemcpyHostToHost || kind == (source ? cudaMemcpyHostToDevice : cudaMemcpyDeviceToHost);
+    return host ? Side::Host : Side::Device;
 }
 
 // ---- Streams ----
@@ -378,8 +368,8 @@ cudaError_t copy2D(const char* function, void* dst, size_t dpitch, const void* s
     bool hostOnly = false;
     {
         std::lock_guard<std::mutex> lock(state().mutex);
-        to = resolveLocked(dst, (height - 1) * dpitch + width, destinationSide(kind));
-        from = resolveLocked(src, (height - 1) * spitch + width, sourceSide(kind));
+        to = resolveLocked(dst, (height - 1) * dpitch + width, sideOf(kind, false));
+        from = resolveLocked(src, (height - 1) * spitch + width, sideOf(kind, true));
         const Allocation* dstAllocation = findLocked(dst);
         const Allocation* srcAllocation = findLocked(src);
         hostOnly = (dstAllocation == nullptr || hostVisible(*dstAllocation)) &&
@@ -453,6 +443,17 @@ void failNextCall(const std::string& function, cudaError_t error) {
     state().injected[function] = error;
 }
 
+void failCallAfter(size_t n, cudaError_t error) {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().failingCall = n == 0 ? 0 : state().calls + n;
+    state().failingError = error;
+}
+
+size_t callsMade() {
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().calls;
+}
+
 void setPendingError(cudaError_t error) {
     lastError = error;
 }
@@ -460,6 +461,7 @@ void setPendingError(cudaError_t error) {
 void reset() {
     std::lock_guard<std::mutex> lock(state().mutex);
     state().injected.clear();
+    state().failingCall = 0;
     state().kernelFault = cudaSuccess;
     state().maxPitch = kDefaultMaxPitch;
     state().concurrentManaged = true;
@@ -675,16 +677,6 @@ cudaError_t cudaMemcpy2DAsync(void* dst, size_t dpitch, const void* src, size_t 
                               size_t height, cudaMemcpyKind kind, cudaStream_t stream) {
     return vela::sim::copy2D("cudaMemcpy2DAsync", dst, dpitch, src, spitch, width, height, kind, stream, true,
                              true);
-}
-
-cudaError_t cudaMemset(void* devPtr, int value, size_t count) {
-    SIM_INJECTION_POINT("cudaMemset");
-    if (count == 0) return cudaSuccess;
-    void* view = vela::sim::deviceView(devPtr, count);
-    if (view == nullptr) return recordError(cudaErrorInvalidValue);
-    // Asynchronous to the host for device memory, on the legacy stream ("API synchronization behavior").
-    vela::sim::enqueueWork(nullptr, [view, value, count] { std::memset(view, value, count); });
-    return cudaSuccess;
 }
 
 cudaError_t cudaStreamCreate(cudaStream_t* pStream) {

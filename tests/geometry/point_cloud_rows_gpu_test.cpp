@@ -1,4 +1,5 @@
-// Host unit scaling and change of axes over rows of every length from 1 to 41 points, so that each row
+// Unit scaling and change of axes, on the host and on the GPU, over rows of every length from 1 to 41
+// points, against float arithmetic worked here, so that each row
 // has whole blocks of the vectorised loops (2, 4, 8 and 16 floats at a time) and every remainder: random
 // bits of every magnitude, subnormals included, and packed colours whose unused byte is 0 (subnormal or
 // smallest-exponent floats) or 255 (NaN half of the time).
@@ -14,70 +15,48 @@
 #include <tuple>
 #include <vector>
 
+#include "support/device.hpp"
+#include "support/float_bits.hpp"
+
 namespace vela {
 namespace {
-
-uint32_t bitsOf(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof(bits));
-    return bits;
-}
-
-float fromBits(uint32_t bits) {
-    float value;
-    std::memcpy(&value, &bits, sizeof(value));
-    return value;
-}
 
 constexpr size_t kHeight = 2;
 constexpr size_t kMaxWidth = 41;
 
-// Non-zero finite floats, a coordinate's exponent anywhere; with `colours`, every fourth float a colour.
-std::vector<float> randomFloats(size_t count, size_t channels, std::mt19937& random) {
-    std::vector<float> values(count);
-    for (size_t i = 0; i < count; ++i) {
-        uint32_t bits = static_cast<uint32_t>(random());
-        if (channels == 4 && i % 4 == 3)
-            bits = (bits & 0x00FFFFFF) | (i % 8 == 3 ? 0xFF000000 : 0);
-        else if ((bits & 0x7F800000) == 0x7F800000 || (bits & 0x7FFFFFFF) == 0)
-            bits = 0x3F800000 | (bits & 0x807FFFFF);  // not NaN, infinite or zero: a value in [1, 2)
-        values[i] = fromBits(bits);
+class PointCloudRows : public test::GpuTest, public ::testing::WithParamInterface<MEM> {
+  protected:
+    Mat cloudOf(size_t width, MAT_TYPE type, const std::vector<float>& values) const {
+        Mat host(width, kHeight, type, MEM::CPU);
+        std::memcpy(host.getPtr<float>(), values.data(), values.size() * sizeof(float));
+        Mat mat;
+        EXPECT_EQ(host.copyTo(mat, GetParam() == MEM::GPU ? COPY_TYPE::CPU_GPU : COPY_TYPE::CPU_CPU),
+                  ERROR_CODE::SUCCESS);
+        return mat;
     }
-    return values;
-}
+};
+INSTANTIATE_TEST_SUITE_P(Conversions, PointCloudRows, ::testing::Values(MEM::CPU, MEM::GPU));
 
-Mat hostCloud(size_t width, MAT_TYPE type, const std::vector<float>& values) {
-    Mat mat(width, kHeight, type, MEM::CPU);
-    std::memcpy(mat.getPtr<float>(), values.data(), values.size() * sizeof(float));
-    return mat;
-}
-
-::testing::AssertionResult sameBits(const Mat& mat, const std::vector<float>& expected) {
-    const float* actual = mat.getPtr<float>();
-    for (size_t i = 0; i < expected.size(); ++i) {
-        if (bitsOf(actual[i]) != bitsOf(expected[i]))
-            return ::testing::AssertionFailure() << "float " << i << ": " << std::hex << bitsOf(actual[i])
-                                                 << " instead of " << bitsOf(expected[i]);
-    }
-    return ::testing::AssertionSuccess();
-}
-
-TEST(PointCloudRows, host_unit_scaling_is_float_multiplication_of_every_float_at_every_row_length) {
+// The GPU keeps the fourth float of F32_C4 points (a colour); the host scales it with the rest.
+TEST_P(PointCloudRows, unit_scaling_is_float_multiplication_at_every_row_length) {
     std::mt19937 random(11);
     for (MAT_TYPE type : {MAT_TYPE::F32_C1, MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
         const size_t channels = type == MAT_TYPE::F32_C1 ? 1 : type == MAT_TYPE::F32_C3 ? 3 : 4;
         for (size_t width = 1; width <= kMaxWidth; ++width) {
             SCOPED_TRACE("channels " + std::to_string(channels) + " width " + std::to_string(width));
-            const std::vector<float> values = randomFloats(width * kHeight * channels, channels, random);
+            const std::vector<float> values =
+                test::randomFloats(width * kHeight * channels, channels, random);
             // Metres to millimetres brings colours out of the subnormal range, and back into it.
             for (const auto& [from, to, factor] : {std::tuple{UNIT::METER, UNIT::MILLIMETER, 1000.0f},
-                                                   std::tuple{UNIT::MILLIMETER, UNIT::METER, 0.001f}}) {
-                Mat cloud = hostCloud(width, type, values);
-                ASSERT_EQ(convertUnit(cloud, from, to, MEM::CPU), ERROR_CODE::SUCCESS);
+                                                   std::tuple{UNIT::MILLIMETER, UNIT::METER, 0.001f},
+                                                   std::tuple{UNIT::INCH, UNIT::FOOT, 25.4f / 304.8f}}) {
+                Mat cloud = cloudOf(width, type, values);
+                ASSERT_EQ(convertUnit(cloud, from, to, GetParam()), ERROR_CODE::SUCCESS);
                 std::vector<float> expected = values;
-                for (float& value : expected)
-                    value *= factor;
-                EXPECT_TRUE(sameBits(cloud, expected)) << "factor " << factor;
+                for (size_t i = 0; i < expected.size(); ++i)
+                    if (!(GetParam() == MEM::GPU && channels == 4 && i % 4 == 3)) expected[i] *= factor;
+                EXPECT_TRUE(test::sameBits(test::floatsOf(cloud, GetParam()), expected))
+                    << "factor " << factor;
             }
         }
     }
@@ -85,12 +64,13 @@ TEST(PointCloudRows, host_unit_scaling_is_float_multiplication_of_every_float_at
 
 // Every conversion matrix between two systems holds one 1 or -1 per row, so for non-zero finite
 // coordinates each converted one is exactly an input coordinate, negated or not.
-TEST(PointCloudRows, host_change_of_axes_moves_each_coordinate_and_keeps_colours_at_every_row_length) {
+TEST_P(PointCloudRows, change_of_axes_moves_each_coordinate_and_keeps_colours_at_every_row_length) {
     std::mt19937 random(12);
     for (MAT_TYPE type : {MAT_TYPE::F32_C3, MAT_TYPE::F32_C4}) {
         const size_t channels = type == MAT_TYPE::F32_C3 ? 3 : 4;
         for (size_t width = 1; width <= kMaxWidth; ++width) {
-            const std::vector<float> values = randomFloats(width * kHeight * channels, channels, random);
+            const std::vector<float> values =
+                test::randomFloats(width * kHeight * channels, channels, random);
             for (int from = 0; from < 6; ++from) {
                 const int to = (from + 1 + static_cast<int>(width) % 5) % 6;
                 SCOPED_TRACE("channels " + std::to_string(channels) + " width " + std::to_string(width) +
@@ -106,11 +86,11 @@ TEST(PointCloudRows, host_change_of_axes_moves_each_coordinate_and_keeps_colours
                         }
                     }
                 }
-                Mat cloud = hostCloud(width, type, values);
+                Mat cloud = cloudOf(width, type, values);
                 ASSERT_EQ(convertCoordinateSystem(cloud, static_cast<COORDINATE_SYSTEM>(from),
-                                                  static_cast<COORDINATE_SYSTEM>(to), MEM::CPU),
+                                                  static_cast<COORDINATE_SYSTEM>(to), GetParam()),
                           ERROR_CODE::SUCCESS);
-                EXPECT_TRUE(sameBits(cloud, expected));
+                EXPECT_TRUE(test::sameBits(test::floatsOf(cloud, GetParam()), expected));
             }
         }
     }
