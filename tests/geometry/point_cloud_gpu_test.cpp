@@ -61,7 +61,7 @@ Mat depthOf(const std::vector<float>& values, size_t width, size_t height) {
     Mat depth(width, height, MAT_TYPE::F32_C1, MEM::CPU);
     for (size_t y = 0; y < height; ++y)
         for (size_t x = 0; x < width; ++x)
-            depth.setValue(x, y, values[y * width + x], MEM::CPU);
+            EXPECT_EQ(depth.setValue(x, y, values[y * width + x], MEM::CPU), ERROR_CODE::SUCCESS);
     return depth;
 }
 
@@ -74,7 +74,8 @@ TEST(DepthToPointCloud, points_worked_by_hand_in_metres_and_z_up_with_colour) {
     Mat colour(4, 3, MAT_TYPE::U8_C4, MEM::CPU);
     for (size_t y = 0; y < 3; ++y)
         for (size_t x = 0; x < 4; ++x)
-            colour.setValue(x, y, Vector4<unsigned char>(10 * x, 20 * y, 200, 128), MEM::CPU);  // b, g, r, a
+            EXPECT_EQ(colour.setValue(x, y, Vector4<unsigned char>(10 * x, 20 * y, 200, 128), MEM::CPU),
+                      ERROR_CODE::SUCCESS);  // b, g, r, a
     DepthToPointCloudParameters parameters;
     parameters.cloud_unit = UNIT::METER;
     parameters.max_depth = 8.0f;
@@ -109,10 +110,11 @@ TEST(DepthToPointCloud, points_worked_by_hand_in_metres_and_z_up_with_colour) {
 
 TEST(DepthToPointCloud, sixteen_bit_counts_are_scaled_and_bgr_gets_opaque_alpha) {
     Mat depth(4, 3, MAT_TYPE::U16_C1, MEM::CPU);
-    depth.setTo<unsigned short>(0, MEM::CPU);
-    depth.setValue<unsigned short>(3, 2, 500, MEM::CPU);  // 500 counts of 2 mm: 1000 mm
+    EXPECT_EQ(depth.setTo<unsigned short>(0, MEM::CPU), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(depth.setValue<unsigned short>(3, 2, 500, MEM::CPU),
+              ERROR_CODE::SUCCESS);  // 500 counts of 2 mm: 1000 mm
     Mat colour(4, 3, MAT_TYPE::U8_C3, MEM::CPU);
-    colour.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU);
+    EXPECT_EQ(colour.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU), ERROR_CODE::SUCCESS);
     DepthToPointCloudParameters parameters;
     parameters.depth_scale = 2.0f;
     Mat cloud;
@@ -162,8 +164,9 @@ TEST(TransformPointCloud, moves_points_keeps_colour_bits_and_nan_points) {
     std::memcpy(motion.elements, elements, sizeof elements);
     Mat cloud(2, 1, MAT_TYPE::F32_C4, MEM::CPU);
     const float signallingColour = packColor(10, 20, 0x80, 255);  // bytes that read as a signalling NaN
-    cloud.setValue(0, 0, Vector4<float>(1, 2, 3, signallingColour), MEM::CPU);
-    cloud.setValue(1, 0, Vector4<float>(kNan, kNan, kNan, packColor(1, 2, 3)), MEM::CPU);
+    EXPECT_EQ(cloud.setValue(0, 0, Vector4<float>(1, 2, 3, signallingColour), MEM::CPU), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(cloud.setValue(1, 0, Vector4<float>(kNan, kNan, kNan, packColor(1, 2, 3)), MEM::CPU),
+              ERROR_CODE::SUCCESS);
     ASSERT_EQ(transformPointCloud(cloud, motion), ERROR_CODE::SUCCESS);
     EXPECT_EQ(xyz(cloud, 0, 0), (std::vector<float>{8.0f, 21.0f, 33.0f}));  // (-2, 1, 3) + (10, 20, 30)
     EXPECT_EQ(bitsOf(point(cloud, 0, 0)[3]), bitsOf(signallingColour));
@@ -175,7 +178,7 @@ TEST(TransformPointCloud, moves_points_keeps_colour_bits_and_nan_points) {
 TEST(ConvertPointCloudUnit, scales_xyz_and_keeps_the_colour_on_the_host) {
     Mat cloud(1, 1, MAT_TYPE::F32_C4, MEM::CPU);
     const float colour = packColor(9, 8, 0x05, 0);  // a subnormal float
-    cloud.setValue(0, 0, Vector4<float>(1500, -250, 2000, colour), MEM::CPU);
+    EXPECT_EQ(cloud.setValue(0, 0, Vector4<float>(1500, -250, 2000, colour), MEM::CPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(convertPointCloudUnit(cloud, UNIT::MILLIMETER, UNIT::METER), ERROR_CODE::SUCCESS);
     EXPECT_EQ(xyz(cloud, 0, 0), (std::vector<float>{1500 * 0.001f, -250 * 0.001f, 2.0f}));
     EXPECT_EQ(bitsOf(point(cloud, 0, 0)[3]), bitsOf(colour));
@@ -186,19 +189,20 @@ TEST(ConvertPointCloudUnit, scales_xyz_and_keeps_the_colour_on_the_host) {
 TEST(ColourOrder, swaps_red_and_blue_in_images_and_cloud_colours) {
     EXPECT_EQ(unpackColor(swapRedBlue(packColor(1, 2, 3, 4))), Vector4<unsigned char>(3, 2, 1, 4));
     Mat bgr(3, 1, MAT_TYPE::U8_C3, MEM::CPU);
-    bgr.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU);
+    EXPECT_EQ(bgr.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(swapRedBlue(bgr), ERROR_CODE::SUCCESS);
     Vector3<unsigned char> pixel;
-    bgr.getValue(2, 0, &pixel, MEM::CPU);
+    EXPECT_EQ(bgr.getValue(2, 0, &pixel, MEM::CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(pixel, Vector3<unsigned char>(3, 2, 1));
     Mat bgra(5, 1, MAT_TYPE::U8_C4, MEM::CPU);
-    bgra.setTo(Vector4<unsigned char>(1, 2, 3, 4), MEM::CPU);
+    EXPECT_EQ(bgra.setTo(Vector4<unsigned char>(1, 2, 3, 4), MEM::CPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(swapRedBlue(bgra), ERROR_CODE::SUCCESS);
     Vector4<unsigned char> quad;
-    bgra.getValue(4, 0, &quad, MEM::CPU);
+    EXPECT_EQ(bgra.getValue(4, 0, &quad, MEM::CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(quad, Vector4<unsigned char>(3, 2, 1, 4));
     Mat cloud(1, 1, MAT_TYPE::F32_C4, MEM::CPU);
-    cloud.setValue(0, 0, Vector4<float>(1, 2, 3, packColor(10, 20, 30, 40)), MEM::CPU);
+    EXPECT_EQ(cloud.setValue(0, 0, Vector4<float>(1, 2, 3, packColor(10, 20, 30, 40)), MEM::CPU),
+              ERROR_CODE::SUCCESS);
     ASSERT_EQ(swapRedBlue(cloud), ERROR_CODE::SUCCESS);
     EXPECT_EQ(point(cloud, 0, 0)[2], 3.0f);
     EXPECT_EQ(unpackColor(point(cloud, 0, 0)[3]), Vector4<unsigned char>(30, 20, 10, 40));
@@ -220,12 +224,14 @@ void randomFrame(size_t width, size_t height, Mat& depth, Mat& colour) {
     for (size_t y = 0; y < height; ++y)
         for (size_t x = 0; x < width; ++x) {
             const unsigned pick = random() % 16;
-            depth.setValue(x, y, pick < 6 ? specials[pick] : metres(random), MEM::CPU);
-            colour.setValue(x, y,
-                            Vector3<unsigned char>(static_cast<unsigned char>(random()),
-                                                   static_cast<unsigned char>(random()),
-                                                   static_cast<unsigned char>(random())),
-                            MEM::CPU);
+            EXPECT_EQ(depth.setValue(x, y, pick < 6 ? specials[pick] : metres(random), MEM::CPU),
+                      ERROR_CODE::SUCCESS);
+            EXPECT_EQ(colour.setValue(x, y,
+                                      Vector3<unsigned char>(static_cast<unsigned char>(random()),
+                                                             static_cast<unsigned char>(random()),
+                                                             static_cast<unsigned char>(random())),
+                                      MEM::CPU),
+                      ERROR_CODE::SUCCESS);
         }
 }
 

@@ -52,12 +52,13 @@ void frame(size_t width, size_t height, Mat& depth, Mat& colour) {
         for (size_t x = 0; x < width; ++x) {
             const size_t i = y * width + x;
             const float d = i % 7 == 3 ? kNan : i % 11 == 5 ? 0.0f : 0.4f + 0.0371f * static_cast<float>(i);
-            depth.setValue(x, y, d, MEM::CPU);
-            colour.setValue(
-                x, y,
-                Vector4<unsigned char>(static_cast<unsigned char>(i), static_cast<unsigned char>(3 * i),
-                                       static_cast<unsigned char>(255 - i), 255),
-                MEM::CPU);
+            EXPECT_EQ(depth.setValue(x, y, d, MEM::CPU), ERROR_CODE::SUCCESS);
+            EXPECT_EQ(colour.setValue(x, y,
+                                      Vector4<unsigned char>(static_cast<unsigned char>(i),
+                                                             static_cast<unsigned char>(3 * i),
+                                                             static_cast<unsigned char>(255 - i), 255),
+                                      MEM::CPU),
+                      ERROR_CODE::SUCCESS);
         }
 }
 
@@ -75,14 +76,14 @@ CameraParameters camera(size_t width, size_t height) {
 
 TEST(OpenCVAdapter, views_share_pixels_and_steps_both_ways) {
     Mat image(7, 5, MAT_TYPE::U8_C3, MEM::CPU);
-    image.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU);
+    EXPECT_EQ(image.setTo(Vector3<unsigned char>(1, 2, 3), MEM::CPU), ERROR_CODE::SUCCESS);
     cv::Mat view;
     ASSERT_EQ(opencv::toCvMat(image, view), ERROR_CODE::SUCCESS);
     EXPECT_EQ(view.type(), CV_8UC3);
     EXPECT_EQ(view.data, image.getPtr<unsigned char>(MEM::CPU));
     view.at<cv::Vec3b>(4, 6) = cv::Vec3b(9, 8, 7);  // row 4, column 6
     Vector3<unsigned char> pixel;
-    image.getValue(6, 4, &pixel, MEM::CPU);
+    EXPECT_EQ(image.getValue(6, 4, &pixel, MEM::CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(pixel, Vector3<unsigned char>(9, 8, 7));
 
     // An OpenCV region of interest has rows longer than its width: the step travels with it.
@@ -141,10 +142,11 @@ TEST(EigenAdapter, matrices_keep_their_elements_and_cloud_maps_transform_in_plac
 
     Mat cloud(3, 2, MAT_TYPE::F32_C4, MEM::CPU);
     for (size_t i = 0; i < 6; ++i)
-        cloud.setValue(i % 3, i / 3, Vector4<float>(float(i), 2.0f * i, -1.0f * i, packColor(1, 2, 3)),
-                       MEM::CPU);
+        EXPECT_EQ(cloud.setValue(i % 3, i / 3,
+                                 Vector4<float>(float(i), 2.0f * i, -1.0f * i, packColor(1, 2, 3)), MEM::CPU),
+                  ERROR_CODE::SUCCESS);
     Mat moved;
-    moved.setFrom(cloud, COPY_TYPE::CPU_CPU);
+    EXPECT_EQ(moved.setFrom(cloud, COPY_TYPE::CPU_CPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(transformPointCloud(moved, motion), ERROR_CODE::SUCCESS);
     eigen::CloudMap points = eigen::pointsOf(cloud);
     ASSERT_EQ(points.rows(), 6);
@@ -272,7 +274,7 @@ TEST(RosAdapter, ros_python_reader_reads_the_cloud_and_its_writer_fills_one_that
 
 TEST(RosAdapter, malformed_clouds_are_refused_and_the_mat_is_left) {
     Mat cloud(2, 2, MAT_TYPE::F32_C3, MEM::CPU);
-    cloud.setTo(Vector3<float>(1, 2, 3), MEM::CPU);
+    EXPECT_EQ(cloud.setTo(Vector3<float>(1, 2, 3), MEM::CPU), ERROR_CODE::SUCCESS);
     sensor_msgs::PointCloud2 good;
     ASSERT_EQ(ros::toPointCloud2(cloud, good), ERROR_CODE::SUCCESS);
     EXPECT_TRUE(good.is_dense);
@@ -298,7 +300,7 @@ TEST(RosAdapter, malformed_clouds_are_refused_and_the_mat_is_left) {
 
 TEST(RosAdapter, images_round_trip_with_their_encodings) {
     Mat depth(3, 2, MAT_TYPE::U16_C1, MEM::CPU);
-    depth.setTo<unsigned short>(1234, MEM::CPU);
+    EXPECT_EQ(depth.setTo<unsigned short>(1234, MEM::CPU), ERROR_CODE::SUCCESS);
     sensor_msgs::Image message;
     ASSERT_EQ(ros::toImage(depth, message), ERROR_CODE::SUCCESS);
     EXPECT_EQ(message.encoding, "16UC1");
@@ -307,17 +309,18 @@ TEST(RosAdapter, images_round_trip_with_their_encodings) {
     Mat read;
     ASSERT_EQ(ros::fromImage(back, read), ERROR_CODE::SUCCESS);
     unsigned short value = 0;
-    read.getValue(2, 1, &value, MEM::CPU);
+    EXPECT_EQ(read.getValue(2, 1, &value, MEM::CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(value, 1234);
 
     Mat bgra(2, 1, MAT_TYPE::U8_C4, MEM::CPU);
-    bgra.setTo(Vector4<unsigned char>(1, 2, 3, 4), MEM::CPU);  // blue 1, red 3
+    EXPECT_EQ(bgra.setTo(Vector4<unsigned char>(1, 2, 3, 4), MEM::CPU),
+              ERROR_CODE::SUCCESS);  // blue 1, red 3
     ASSERT_EQ(ros::toImage(bgra, message, true), ERROR_CODE::SUCCESS);
     EXPECT_EQ(message.encoding, "rgba8");
     EXPECT_EQ(message.data[0], 3);
     ASSERT_EQ(ros::fromImage(message, read), ERROR_CODE::SUCCESS);
     Vector4<unsigned char> pixel;
-    read.getValue(1, 0, &pixel, MEM::CPU);
+    EXPECT_EQ(read.getValue(1, 0, &pixel, MEM::CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(pixel, Vector4<unsigned char>(1, 2, 3, 4));  // blue first again
     message.encoding = "yuv422";
     EXPECT_EQ(ros::fromImage(message, read), ERROR_CODE::FAILURE);

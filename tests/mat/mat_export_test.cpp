@@ -100,9 +100,9 @@ TEST(SavePointCloudAs, files_hold_exactly_the_header_and_the_valid_points) {
 
 TEST(SavePointCloudAs, a_cloud_without_valid_points_has_a_zero_count_and_no_point_lines) {
     Mat cloud(3, 1, MAT_TYPE::F32_C4);
-    cloud.setTo(Vector4<float>(kNaN, 1.0f, 2.0f, 0.0f));
-    cloud.setValue(1, 0, Vector4<float>(kInfinity, 1.0f, 2.0f, 0.0f));
-    cloud.setValue(2, 0, Vector4<float>(-kInfinity, 1.0f, 2.0f, 0.0f));
+    ASSERT_EQ(cloud.setTo(Vector4<float>(kNaN, 1.0f, 2.0f, 0.0f)), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(cloud.setValue(1, 0, Vector4<float>(kInfinity, 1.0f, 2.0f, 0.0f)), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(cloud.setValue(2, 0, Vector4<float>(-kInfinity, 1.0f, 2.0f, 0.0f)), ERROR_CODE::SUCCESS);
     const TempDir dir;
     ASSERT_TRUE(savePointCloudAs(cloud, POINT_CLOUD_FORMAT::VTK, dir.path("empty"), false));
     EXPECT_EQ(readFile(dir.path("empty.vtk")), kVtkHeader + "POINTS 0 float\nVERTICES 0 0\n");

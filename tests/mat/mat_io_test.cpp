@@ -46,10 +46,11 @@ Mat photo() {
     Mat image(64, 64, MAT_TYPE::U8_C3);
     for (size_t y = 0; y < 64; ++y)
         for (size_t x = 0; x < 64; ++x)
-            image.setValue(
-                x, y,
-                Vector3<unsigned char>(static_cast<unsigned char>(4 * x), static_cast<unsigned char>(4 * y),
-                                       static_cast<unsigned char>((x * y * 7) % 256)));
+            EXPECT_EQ(image.setValue(x, y,
+                                     Vector3<unsigned char>(static_cast<unsigned char>(4 * x),
+                                                            static_cast<unsigned char>(4 * y),
+                                                            static_cast<unsigned char>((x * y * 7) % 256))),
+                      ERROR_CODE::SUCCESS);
     return image;
 }
 
@@ -152,7 +153,7 @@ TEST(MatWrite, extensions_match_case_sensitively) {
     EXPECT_EQ(log.texts(), kUnsupported);
     // A depth map named .PNG is not a PNG: it becomes a PFM with its own extension.
     Mat depth(2, 2, MAT_TYPE::F32_C1);
-    depth.setTo(1.0f);
+    ASSERT_EQ(depth.setTo(1.0f), ERROR_CODE::SUCCESS);
     ASSERT_EQ(depth.write(dir.path("depth.PNG")), ERROR_CODE::SUCCESS);
     EXPECT_EQ(dir.names(), (std::vector<std::string>{"depth.PNG.pfm", "image.PNG"}));
 }
@@ -201,11 +202,11 @@ TEST(MatWrite, refuses_an_empty_mat_and_memory_other_than_cpu_or_gpu) {
 TEST(MatWrite, float_maps_go_to_the_exporter_their_extension_selects) {
     const TempDir dir;
     Mat depth(3, 1, MAT_TYPE::F32_C1);
-    depth.setTo(2.6f);
+    ASSERT_EQ(depth.setTo(2.6f), ERROR_CODE::SUCCESS);
     Mat cloud(1, 1, MAT_TYPE::F32_C4);
-    cloud.setTo(Vector4<float>(1.0f, 2.0f, 3.0f, 0.0f));
+    ASSERT_EQ(cloud.setTo(Vector4<float>(1.0f, 2.0f, 3.0f, 0.0f)), ERROR_CODE::SUCCESS);
     Mat plain(1, 1, MAT_TYPE::F32_C3);
-    plain.setTo(Vector3<float>(1.0f, 2.0f, 3.0f));
+    ASSERT_EQ(plain.setTo(Vector3<float>(1.0f, 2.0f, 3.0f)), ERROR_CODE::SUCCESS);
     for (const char* name : {"d.png", "d.pgm", "d.exr", "d"})
         ASSERT_EQ(depth.write(dir.path(name)), ERROR_CODE::SUCCESS) << name;
     for (const char* name : {"c.ply", "c.vtk", "c.xyz", "c.txt"})
@@ -234,7 +235,7 @@ TEST(MatWrite, the_image_library_error_handler_is_reset_after_encoding) {
     Mat image = patterned(MAT_TYPE::U8_C1);
     for (const char* name : {"image.png", "image.abc"}) {
         cv::redirectError(countingHandler);
-        image.write(dir.path(name));
+        static_cast<void>(image.write(dir.path(name)));
         EXPECT_EQ(cv::redirectError(nullptr), nullptr) << name;
     }
 }

@@ -262,8 +262,8 @@ TEST_F(MatTransfer, convert_image_shifts_every_channel_by_minus_128) {
     Mat source(3, 2, MAT_TYPE::U8_C4);
     for (size_t y = 0; y < 2; ++y)
         for (size_t x = 0; x < 3; ++x)
-            source.setValue(x, y, U(0, 127, 128, 255));
-    source.setValue(2, 1, U(1, 2, 200, 100));
+            ASSERT_EQ(source.setValue(x, y, U(0, 127, 128, 255)), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(source.setValue(2, 1, U(1, 2, 200, 100)), ERROR_CODE::SUCCESS);
     EXPECT_EQ(convertImage(source, source), ERROR_CODE::FAILURE) << "host-only source";
     ASSERT_EQ(source.updateGPUfromCPU(), ERROR_CODE::SUCCESS);
     Mat converted;

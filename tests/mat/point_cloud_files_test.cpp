@@ -144,7 +144,7 @@ TEST(WritePointCloud, refuses_what_a_format_cannot_hold_and_leaves_the_old_file)
 
 TEST(WritePointCloud, a_cloud_without_valid_points_is_a_valid_empty_file_with_a_warning) {
     Mat cloud(3, 1, MAT_TYPE::F32_C4);
-    cloud.setTo(Vector4<float>(kNaN, 0.0f, 0.0f, 0.0f));
+    ASSERT_EQ(cloud.setTo(Vector4<float>(kNaN, 0.0f, 0.0f, 0.0f)), ERROR_CODE::SUCCESS);
     const TempDir dir;
     test::LogCapture log;
     ASSERT_EQ(writePointCloud(cloud, dir.path("e.ply"), POINT_CLOUD_FORMAT::PLY), ERROR_CODE::SUCCESS);
@@ -462,7 +462,7 @@ TEST(ReadPointCloud, refuses_what_is_not_a_regular_file_without_waiting) {
     const std::string fifo = dir.path("fifo");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     Mat cloud(1, 1, MAT_TYPE::F32_C1);
-    cloud.setValue(0, 0, 42.0f);
+    ASSERT_EQ(cloud.setValue(0, 0, 42.0f), ERROR_CODE::SUCCESS);
     test::LogCapture log;
     auto result = std::async(std::launch::async, [&] { return readPointCloud(fifo, cloud); });
     if (result.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
@@ -523,7 +523,7 @@ TEST(ReadPointCloud, broken_files_fail_with_a_reason_and_leave_the_cloud_untouch
         {"1 2 3\n4 5\n", "point 1 is not three numbers: 4 5"},
     };
     Mat cloud(1, 1, MAT_TYPE::F32_C1);
-    cloud.setValue(0, 0, 42.0f);
+    ASSERT_EQ(cloud.setValue(0, 0, 42.0f), ERROR_CODE::SUCCESS);
     const unsigned char* buffer = cloud.cpuBuffer.get();
     test::LogCapture log;
     for (const Case& broken : cases) {

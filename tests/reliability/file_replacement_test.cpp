@@ -36,9 +36,14 @@ struct Inputs {
     Inputs() {
         for (size_t y = 0; y < 64; ++y) {
             for (size_t x = 0; x < 64; ++x) {
-                image.setValue(x, y, Vector3<unsigned char>(x * 7 % 251, y * 13 % 241, (x ^ y) & 0xFF));
-                depth.setValue(x, y, 0.25f * static_cast<float>(x + 64 * y));
-                if (y < 16) cloud.setValue(x, y, Vector4<float>(x * 0.5f, y * 0.25f, 1.0f + x, 0.0f));
+                EXPECT_EQ(
+                    image.setValue(x, y, Vector3<unsigned char>(x * 7 % 251, y * 13 % 241, (x ^ y) & 0xFF)),
+                    ERROR_CODE::SUCCESS);
+                EXPECT_EQ(depth.setValue(x, y, 0.25f * static_cast<float>(x + 64 * y)), ERROR_CODE::SUCCESS);
+                if (y < 16) {
+                    EXPECT_EQ(cloud.setValue(x, y, Vector4<float>(x * 0.5f, y * 0.25f, 1.0f + x, 0.0f)),
+                              ERROR_CODE::SUCCESS);
+                }
             }
         }
     }
@@ -229,8 +234,8 @@ TEST(FileReplacement, a_link_planted_at_the_point_cloud_temporary_name_is_never_
 TEST(FileReplacement, two_writers_of_one_target_end_with_one_complete_file_thread) {
     Inputs inputs;
     Mat other;
-    inputs.cloud.copyTo(other);
-    other.setTo(Vector4<float>(-1.0f, -2.0f, -3.0f, 0.0f));
+    EXPECT_EQ(inputs.cloud.copyTo(other), ERROR_CODE::SUCCESS);
+    EXPECT_EQ(other.setTo(Vector4<float>(-1.0f, -2.0f, -3.0f, 0.0f)), ERROR_CODE::SUCCESS);
     TempDir dir;
     ASSERT_TRUE(savePointCloudAs(inputs.cloud, POINT_CLOUD_FORMAT::PCD, dir.path("a").c_str(), false));
     ASSERT_TRUE(savePointCloudAs(other, POINT_CLOUD_FORMAT::PCD, dir.path("b").c_str(), false));

@@ -98,7 +98,7 @@ TEST_F(GpuAsDocumented, rows_past_the_maximum_pitch_are_copied_whole) {
     Mat host(kWidth, kHeight, MAT_TYPE::F32_C4);
     for (size_t y = 0; y < kHeight; ++y)
         for (size_t x = 0; x < kWidth; ++x)
-            host.setValue(x, y, Point(float(x), float(y), 1.0f, 2.0f));
+            EXPECT_EQ(host.setValue(x, y, Point(float(x), float(y), 1.0f, 2.0f)), ERROR_CODE::SUCCESS);
     testing::internal::CaptureStdout();
     Mat gpu;
     EXPECT_EQ(host.copyTo(gpu, COPY_TYPE::CPU_GPU), ERROR_CODE::SUCCESS);

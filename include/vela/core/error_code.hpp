@@ -9,7 +9,7 @@ namespace vela {
 
 /// Status returned by nearly every operation of the kit: negative values are soft warnings,
 /// SUCCESS is 0, positive values are failures.
-enum class ERROR_CODE : int32_t {
+enum class [[nodiscard]] ERROR_CODE : int32_t {
     CONFIGURATION_FALLBACK = -4,
     SENSORS_DATA_REQUIRED = -3,
     CORRUPTED_FRAME = -2,
