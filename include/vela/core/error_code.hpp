@@ -9,7 +9,10 @@ namespace vela {
 
 /// Status returned by nearly every operation of the kit: negative values are soft warnings,
 /// SUCCESS is 0, positive values are failures.
+// Version 14 of the formatter glues the brace to the type after an attribute.
+// clang-format off
 enum class [[nodiscard]] ERROR_CODE : int32_t {
+// clang-format on
     CONFIGURATION_FALLBACK = -4,
     SENSORS_DATA_REQUIRED = -3,
     CORRUPTED_FRAME = -2,
