@@ -12,7 +12,7 @@ namespace vela {
 // Version 14 of the formatter glues the brace to the type after an attribute.
 // clang-format off
 enum class [[nodiscard]] ERROR_CODE : int32_t {
-// clang-format on
+    // clang-format on
     CONFIGURATION_FALLBACK = -4,
     SENSORS_DATA_REQUIRED = -3,
     CORRUPTED_FRAME = -2,
