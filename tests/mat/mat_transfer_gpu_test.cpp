@@ -280,6 +280,13 @@ TEST_F(MatTransfer, convert_image_shifts_every_channel_by_minus_128) {
     const unsigned char* buffer = converted.gpuBuffer.get();
     ASSERT_EQ(convertImage(source, converted), ERROR_CODE::SUCCESS);
     EXPECT_EQ(converted.gpuBuffer.get(), buffer) << "a fitting destination is kept";
+    // A destination of another width, or without a GPU side, is made anew.
+    Mat narrow(1, 2, MAT_TYPE::S8_C4, MEM::GPU), hostOnly(3, 2, MAT_TYPE::S8_C4, MEM::CPU);
+    for (Mat* other : {&narrow, &hostOnly}) {
+        ASSERT_EQ(convertImage(source, *other), ERROR_CODE::SUCCESS);
+        EXPECT_EQ(other->width, 3u);
+        EXPECT_EQ(other->memType, MEM::GPU);
+    }
     EXPECT_EQ(convertImage(source, source), ERROR_CODE::FAILURE);
     Mat empty;
     EXPECT_EQ(convertImage(empty, converted), ERROR_CODE::FAILURE);

@@ -152,9 +152,16 @@ TEST(WritePointCloud, a_cloud_without_valid_points_is_a_valid_empty_file_with_a_
               "ply\nformat binary_little_endian 1.0\nelement vertex 0\nproperty float x\nproperty float y\n"
               "property float z\nend_header\n");
     EXPECT_EQ(log.texts().size(), 1u);
-    Mat read(1, 1, MAT_TYPE::F32_C4);
-    ASSERT_EQ(readPointCloud(dir.path("e.ply"), read), ERROR_CODE::SUCCESS);
-    EXPECT_FALSE(read.isInit());
+    // So is a compressed PCD: its stream sizes are zero.
+    PointCloudWriteOptions compressed;
+    compressed.encoding = FILE_ENCODING::BINARY_COMPRESSED;
+    ASSERT_EQ(writePointCloud(cloud, dir.path("e.pcd"), POINT_CLOUD_FORMAT::PCD, compressed),
+              ERROR_CODE::SUCCESS);
+    for (const char* name : {"e.ply", "e.pcd"}) {
+        Mat read(1, 1, MAT_TYPE::F32_C4);
+        ASSERT_EQ(readPointCloud(dir.path(name), read), ERROR_CODE::SUCCESS) << name;
+        EXPECT_FALSE(read.isInit()) << name;
+    }
 }
 
 // A cloud with the values that break printing: subnormals, -0, the largest float, tiny and huge values,
