@@ -204,7 +204,7 @@ def parse_header(path, root):
         opened_scope = None
 
         namespace = re.match(r"namespace\s+(" + IDENT + r")?", head)
-        enum = re.match(r"enum\s+(class\s+|struct\s+)?(" + IDENT + r")", head)
+        enum = re.match(r"enum\s+(class\s+|struct\s+)?(?:\[\[[^\]]*\]\]\s*)?(" + IDENT + r")", head)
         record = re.match(r"(?:template\s*<[^>]*>\s*)?(class|struct|union)\s+(?:VELA_API\s+)?(" + IDENT + r")",
                           head)
         if namespace:

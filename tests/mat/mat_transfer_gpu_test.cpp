@@ -280,11 +280,12 @@ TEST_F(MatTransfer, convert_image_shifts_every_channel_by_minus_128) {
     const unsigned char* buffer = converted.gpuBuffer.get();
     ASSERT_EQ(convertImage(source, converted), ERROR_CODE::SUCCESS);
     EXPECT_EQ(converted.gpuBuffer.get(), buffer) << "a fitting destination is kept";
-    // A destination of another width, or without a GPU side, is made anew.
-    Mat narrow(1, 2, MAT_TYPE::S8_C4, MEM::GPU), hostOnly(3, 2, MAT_TYPE::S8_C4, MEM::CPU);
-    for (Mat* other : {&narrow, &hostOnly}) {
+    // A destination of another width or height, or without a GPU side, is made anew.
+    Mat narrow(1, 2, MAT_TYPE::S8_C4, MEM::GPU), flat(3, 1, MAT_TYPE::S8_C4, MEM::GPU),
+        hostOnly(3, 2, MAT_TYPE::S8_C4, MEM::CPU);
+    for (Mat* other : {&narrow, &flat, &hostOnly}) {
         ASSERT_EQ(convertImage(source, *other), ERROR_CODE::SUCCESS);
-        EXPECT_EQ(other->width, 3u);
+        EXPECT_EQ(other->width * other->height, 6u);
         EXPECT_EQ(other->memType, MEM::GPU);
     }
     EXPECT_EQ(convertImage(source, source), ERROR_CODE::FAILURE);
