@@ -104,7 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string header = input.ConsumeBool() ? pcdHeader(input) : plyHeader(input);
     const std::string body = input.ConsumeRemainingBytesAsString();
     vela::Mat cloud;
-    vela_fuzz::readAndCheck(vela_fuzz::writeInput("vela_cloud_header_fuzz_", {header, body}), cloud,
-                            body.size());
+    static_cast<void>(vela_fuzz::readAndCheck(
+        vela_fuzz::writeInput("vela_cloud_header_fuzz_", {header, body}), cloud, body.size()));
     return 0;
 }

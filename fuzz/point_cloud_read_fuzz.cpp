@@ -9,9 +9,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     vela::Mat cloud;
-    vela_fuzz::readAndCheck(
+    static_cast<void>(vela_fuzz::readAndCheck(
         vela_fuzz::writeInput("vela_cloud_fuzz_",
                               {std::string_view(reinterpret_cast<const char*>(data), size)}),
-        cloud);
+        cloud));
     return 0;
 }
