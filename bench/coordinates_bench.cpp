@@ -26,7 +26,7 @@ const Mat& points(Size size, MAT_TYPE type) {
 // A private copy of the cloud, which the conversions may change.
 Mat copyOf(Size size, MAT_TYPE type) {
     Mat copy;
-    copy.clone(points(size, type));
+    require(copy.clone(points(size, type)));
     return copy;
 }
 

@@ -144,7 +144,7 @@ Transform motion() {
 
 void transform_vela(benchmark::State& state, Size size) {
     Mat points;
-    points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU);
+    require(points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU));
     const Transform transform = motion();
     for (auto _ : state) {
         if (transformPointCloud(points, transform) != ERROR_CODE::SUCCESS)
@@ -156,7 +156,7 @@ void transform_vela(benchmark::State& state, Size size) {
 
 void transform_eigen(benchmark::State& state, Size size) {
     Mat points;
-    points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU);
+    require(points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU));
     Eigen::Map<Eigen::Matrix3Xf> map(points.getPtr<float>(), 3,
                                      static_cast<Eigen::Index>(size.width * size.height));
     const Transform transform = motion();
@@ -172,7 +172,7 @@ void transform_eigen(benchmark::State& state, Size size) {
 
 void transform_opencv(benchmark::State& state, Size size) {
     Mat points;
-    points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU);
+    require(points.setFrom(cloud3(size), COPY_TYPE::CPU_CPU));
     cv::Mat in(static_cast<int>(size.height), static_cast<int>(size.width), CV_32FC3, points.getPtr<float>());
     cv::Mat out(in.size(), CV_32FC3);
     const Transform transform = motion();
@@ -187,8 +187,8 @@ void transform_opencv(benchmark::State& state, Size size) {
 // GPU: the kernel alone, on device buffers, waited for on its stream.
 void gpu_depth_vela(benchmark::State& state, Size size) {
     Mat depth, colour, cloud;
-    depth.setFrom(depthMap(size), COPY_TYPE::CPU_GPU);
-    colour.setFrom(colourImage(size), COPY_TYPE::CPU_GPU);
+    require(depth.setFrom(depthMap(size), COPY_TYPE::CPU_GPU));
+    require(colour.setFrom(colourImage(size), COPY_TYPE::CPU_GPU));
     const CameraParameters camera = cameraFor(size);
     cudaStream_t stream = nullptr;
     cudaStreamCreate(&stream);
@@ -204,7 +204,7 @@ void gpu_depth_vela(benchmark::State& state, Size size) {
 
 void gpu_transform_vela(benchmark::State& state, Size size) {
     Mat points;
-    points.setFrom(cloud(size), COPY_TYPE::CPU_GPU);
+    require(points.setFrom(cloud(size), COPY_TYPE::CPU_GPU));
     const Transform transform = motion();
     for (auto _ : state) {
         if (transformPointCloud(points, transform, MEM::GPU) != ERROR_CODE::SUCCESS ||

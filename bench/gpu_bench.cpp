@@ -99,7 +99,7 @@ void copyTo_vela(benchmark::State& state, Size size, MAT_TYPE type, COPY_TYPE di
 
 void update_vela(benchmark::State& state, Size size, MAT_TYPE type, bool toGpu) {
     Mat mat(size.width, size.height, type, MEM::GPU);
-    mat.updateCPUfromGPU();  // adds the pageable host side
+    require(mat.updateCPUfromGPU());  // adds the pageable host side
     Stream stream;
     timeOnStream(state, stream.get(), bytesOf(size, type), [&](cudaStream_t s) {
         return (toGpu ? mat.updateGPUfromCPU(s) : mat.updateCPUfromGPU(s)) == ERROR_CODE::SUCCESS;
@@ -109,7 +109,7 @@ void update_vela(benchmark::State& state, Size size, MAT_TYPE type, bool toGpu) 
 void convertImage_vela(benchmark::State& state, Size size, MAT_TYPE type) {
     Mat source(size.width, size.height, type, MEM::GPU), target;
     Stream stream;
-    convertImage(source, target, stream.get());  // allocates the destination outside the timing
+    require(convertImage(source, target, stream.get()));  // allocates the destination outside the timing
     timeOnStream(state, stream.get(), bytesOf(size, type),
                  [&](cudaStream_t s) { return convertImage(source, target, s) == ERROR_CODE::SUCCESS; });
 }

@@ -75,7 +75,7 @@ const Mat& cached(Size size) {
     if (found == built.end()) {
         Mat mat = Build(size);
         found = built.emplace(keyOf(size), Mat()).first;
-        mat.move(found->second);
+        require(mat.move(found->second));
     }
     return found->second;
 }

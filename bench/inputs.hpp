@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include <vela/vela.hpp>
@@ -22,6 +24,13 @@ struct Size {
 };
 
 /// 1280x720 and 1920x1080, the sizes every per-frame operation is measured at.
+// Stops the run when a set-up step fails: a benchmark of a half-made input measures nothing.
+inline void require(ERROR_CODE status) {
+    if (status == ERROR_CODE::SUCCESS) return;
+    std::fprintf(stderr, "a benchmark's set-up failed: %s\n", toString(status).c_str());
+    std::abort();
+}
+
 constexpr Size kSizes[] = {{1280, 720}, {1920, 1080}};
 
 /// "<operation>_<width>x<height>/<side>".

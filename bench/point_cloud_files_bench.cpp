@@ -36,7 +36,7 @@ void write_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
 
 void write_fwrite(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
     const std::string reference = binaryPath("size", format);
-    writePointCloud(cloud(size), reference, format, kBinaryRgb);
+    require(writePointCloud(cloud(size), reference, format, kBinaryRgb));
     const std::vector<char> bytes(std::filesystem::file_size(reference), 'v');
     const std::string path = binaryPath("fwrite", format);
     for (auto _ : state) {
@@ -50,7 +50,7 @@ void write_fwrite(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format)
 
 void read_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
     const std::string path = binaryPath("read", format);
-    writePointCloud(cloud(size), path, format, kBinaryRgb);
+    require(writePointCloud(cloud(size), path, format, kBinaryRgb));
     for (auto _ : state) {
         Mat points;
         if (readPointCloud(path, points) != ERROR_CODE::SUCCESS) state.SkipWithError("readPointCloud failed");
@@ -61,7 +61,7 @@ void read_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
 
 void read_fread(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
     const std::string path = binaryPath("read", format);
-    writePointCloud(cloud(size), path, format, kBinaryRgb);
+    require(writePointCloud(cloud(size), path, format, kBinaryRgb));
     std::vector<char> bytes(std::filesystem::file_size(path));
     for (auto _ : state) {
         std::FILE* file = std::fopen(path.c_str(), "rb");
@@ -80,7 +80,7 @@ std::string asciiPath(POINT_CLOUD_FORMAT format) {
 
 void read_ascii_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
     const std::string path = asciiPath(format);
-    writePointCloud(cloud(size), path, format, kAsciiRgb);
+    require(writePointCloud(cloud(size), path, format, kAsciiRgb));
     for (auto _ : state) {
         Mat points;
         if (readPointCloud(path, points) != ERROR_CODE::SUCCESS) state.SkipWithError("readPointCloud failed");
@@ -92,7 +92,7 @@ void read_ascii_vela(benchmark::State& state, Size size, POINT_CLOUD_FORMAT form
 // strtof over every number after the header, each stored as a float: the file's text is already in memory.
 void read_ascii_strtof(benchmark::State& state, Size size, POINT_CLOUD_FORMAT format) {
     const std::string path = asciiPath(format);
-    writePointCloud(cloud(size), path, format, kAsciiRgb);
+    require(writePointCloud(cloud(size), path, format, kAsciiRgb));
     const std::string text = contentOf(path);
     const char* body =
         text.c_str() + text.find(format == POINT_CLOUD_FORMAT::PLY ? "end_header\n" : "DATA ascii\n");
@@ -124,8 +124,8 @@ void write_compressed_vela(benchmark::State& state, Size size) {
 
 void read_compressed_vela(benchmark::State& state, Size size) {
     const std::string path = scratchPath("read_compressed.pcd");
-    writePointCloud(cloud(size), path, POINT_CLOUD_FORMAT::PCD,
-                    {FILE_ENCODING::BINARY_COMPRESSED, true, false});
+    require(writePointCloud(cloud(size), path, POINT_CLOUD_FORMAT::PCD,
+                            {FILE_ENCODING::BINARY_COMPRESSED, true, false}));
     for (auto _ : state) {
         Mat points;
         if (readPointCloud(path, points) != ERROR_CODE::SUCCESS) state.SkipWithError("readPointCloud failed");

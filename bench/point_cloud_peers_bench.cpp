@@ -106,8 +106,8 @@ void save_pcl_compressed(benchmark::State& state, Size size) {
 // PCL's reader of the compressed file vela writes, into its own XYZRGB cloud.
 void load_pcl_compressed(benchmark::State& state, Size size) {
     const std::string path = scratchPath("pcl_read_compressed.pcd");
-    writePointCloud(cloud(size), path, POINT_CLOUD_FORMAT::PCD,
-                    {FILE_ENCODING::BINARY_COMPRESSED, true, false});
+    require(writePointCloud(cloud(size), path, POINT_CLOUD_FORMAT::PCD,
+                            {FILE_ENCODING::BINARY_COMPRESSED, true, false}));
     for (auto _ : state) {
         pcl::PointCloud<pcl::PointXYZRGB> points;
         if (pcl::io::loadPCDFile(path, points) != 0) state.SkipWithError("the PCL reader failed");
