@@ -12,6 +12,7 @@
 
 #include "core/logging.hpp"
 #include "geometry/conversion_ranges.hpp"
+#include "geometry/point_loops.hpp"
 #include "kernels/point_cloud_kernels.hpp"
 #include "mat/mat_layout.hpp"
 #include "vela/core/cuda_check.hpp"
@@ -248,7 +249,9 @@ ERROR_CODE transformPointCloud(Mat& cloud, const Transform& transform, MEM mem, 
     std::memcpy(grid.m, transform.elements, sizeof grid.m);  // the top three rows
     if (mem == MEM::CPU) {
         if (grid.channels == 3) {
-            transformRows<3>(grid);
+            for (size_t y = 0; y < grid.height; ++y)
+                detail::transformRigidPoints3(reinterpret_cast<float*>(grid.cloud + y * grid.step),
+                                              grid.width, grid.m);
         } else {
             transformRows<4>(grid);
         }

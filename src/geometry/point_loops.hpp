@@ -18,6 +18,7 @@
 #endif
 
 #include "kernels/elementwise.hpp"
+#include "kernels/point_cloud_elementwise.hpp"
 
 namespace vela {
 namespace detail {
@@ -41,6 +42,55 @@ inline void scaleFloats(float* values, size_t count, float factor) {
 #endif
     for (; i < count; ++i)
         values[i] = values[i] * factor;
+}
+
+/// `count` points of three floats through the rigid transform `m` (the top three rows of a row-major 4x4),
+/// each coordinate ((m0·x + m1·y) + m2·z) + m3 unfused, as elementwise::transformRigid computes it. Eight
+/// points (three vectors) at a time: blends gather each coordinate of the eight points into one vector
+/// in a scrambled lane order, and rotations line y and z up with x's order, and back.
+inline void transformRigidPoints3(float* points, size_t count, const float* m) {
+    size_t i = 0;
+#if defined(__AVX2__)
+    // Row r of the matrix as four broadcast vectors.
+    struct Row {
+        __m256 x, y, z, t;
+    };
+    const auto row = [&](int r) {
+        return Row{_mm256_set1_ps(m[4 * r]), _mm256_set1_ps(m[4 * r + 1]), _mm256_set1_ps(m[4 * r + 2]),
+                   _mm256_set1_ps(m[4 * r + 3])};
+    };
+    const Row r0 = row(0), r1 = row(1), r2 = row(2);
+    const auto apply = [](const Row& r, __m256 x, __m256 y, __m256 z) {
+        return _mm256_add_ps(
+            _mm256_add_ps(_mm256_add_ps(_mm256_mul_ps(r.x, x), _mm256_mul_ps(r.y, y)), _mm256_mul_ps(r.z, z)),
+            r.t);
+    };
+    // In a, b, c (24 floats, 8 points) x sits in lanes {0,3,6}, {1,4,7}, {2,5} respectively, y in
+    // {1,4,7}, {2,5}, {0,3,6} and z in {2,5}, {0,3,6}, {1,4,7}: one blend pair gathers each coordinate.
+    // The x vector holds points 0 3 6 1 4 7 2 5; y and z, rotated by one and two lanes, follow that order.
+    const __m256i next = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 0);
+    const __m256i afterNext = _mm256_setr_epi32(2, 3, 4, 5, 6, 7, 0, 1);
+    const __m256i previous = _mm256_setr_epi32(7, 0, 1, 2, 3, 4, 5, 6);
+    const __m256i beforePrevious = _mm256_setr_epi32(6, 7, 0, 1, 2, 3, 4, 5);
+    const auto eight = [&](float* p) {
+        const __m256 a = _mm256_loadu_ps(p), b = _mm256_loadu_ps(p + 8), c = _mm256_loadu_ps(p + 16);
+        const __m256 x = _mm256_blend_ps(_mm256_blend_ps(a, b, 0x92), c, 0x24);
+        const __m256 y =
+            _mm256_permutevar8x32_ps(_mm256_blend_ps(_mm256_blend_ps(a, b, 0x24), c, 0x49), next);
+        const __m256 z =
+            _mm256_permutevar8x32_ps(_mm256_blend_ps(_mm256_blend_ps(a, b, 0x49), c, 0x92), afterNext);
+        const __m256 rx = apply(r0, x, y, z);
+        const __m256 ry = _mm256_permutevar8x32_ps(apply(r1, x, y, z), previous);
+        const __m256 rz = _mm256_permutevar8x32_ps(apply(r2, x, y, z), beforePrevious);
+        _mm256_storeu_ps(p, _mm256_blend_ps(_mm256_blend_ps(rx, ry, 0x92), rz, 0x24));
+        _mm256_storeu_ps(p + 8, _mm256_blend_ps(_mm256_blend_ps(rx, ry, 0x24), rz, 0x49));
+        _mm256_storeu_ps(p + 16, _mm256_blend_ps(_mm256_blend_ps(rx, ry, 0x49), rz, 0x92));
+    };
+    for (; i + 8 <= count; i += 8)
+        eight(points + 3 * i);
+#endif
+    for (; i < count; ++i)
+        elementwise::transformRigid(m, points + 3 * i);
 }
 
 /// `count` points of four floats through the 3x3 block of the row-major 4x4 `matrix`

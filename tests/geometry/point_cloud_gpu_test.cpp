@@ -274,9 +274,11 @@ TEST_F(PointCloudGpu, back_projection_transform_and_unit_give_the_host_bits) {
     Mat back;
     ASSERT_EQ(back.setFrom(gpuCloud, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(hostBits(back), hostBits(hostCloud));
-    // The same depth without colour, F32_C3 on a pitched GPU buffer.
+    // The same depth without colour, F32_C3 on a pitched GPU buffer, moved too.
     ASSERT_EQ(depthToPointCloud(depth, camera, hostCloud, parameters), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(transformPointCloud(hostCloud, motion), ERROR_CODE::SUCCESS);
     ASSERT_EQ(depthToPointCloud(gpuDepth, camera, gpuCloud, parameters, MEM::GPU), ERROR_CODE::SUCCESS);
+    ASSERT_EQ(transformPointCloud(gpuCloud, motion, MEM::GPU), ERROR_CODE::SUCCESS);
     ASSERT_EQ(back.setFrom(gpuCloud, COPY_TYPE::GPU_CPU), ERROR_CODE::SUCCESS);
     EXPECT_EQ(hostBits(back), hostBits(hostCloud));
 }
