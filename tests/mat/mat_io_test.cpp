@@ -53,47 +53,31 @@ Mat photo() {
     return image;
 }
 
-struct RoundTrip {
-    MAT_TYPE type;
-    const char* extension;
-};
-
+// Signed bytes are encoded as unsigned bytes; writing leaves the host content alone (the encoder takes
+// its colour order from a copy).
 TEST(MatWrite, every_image_type_reads_back_unchanged_through_the_formats_that_hold_it) {
-    const RoundTrip trips[] = {
+    const std::pair<MAT_TYPE, const char*> trips[] = {
         {MAT_TYPE::U8_C1, "png"},  {MAT_TYPE::U8_C1, "bmp"},  {MAT_TYPE::U8_C1, "tiff"},
         {MAT_TYPE::U8_C1, "pgm"},  {MAT_TYPE::U8_C3, "png"},  {MAT_TYPE::U8_C3, "bmp"},
         {MAT_TYPE::U8_C3, "tif"},  {MAT_TYPE::U8_C3, "ppm"},  {MAT_TYPE::U8_C4, "png"},
-        {MAT_TYPE::U8_C4, "tiff"}, {MAT_TYPE::U16_C1, "png"},
+        {MAT_TYPE::U8_C4, "tiff"}, {MAT_TYPE::U16_C1, "png"}, {MAT_TYPE::S8_C4, "png"},
     };
     const TempDir dir;
-    for (const RoundTrip& trip : trips) {
-        Mat original = patterned(trip.type);
-        const std::string path = dir.path(std::string("image.") + trip.extension);
-        ASSERT_EQ(original.write(path), ERROR_CODE::SUCCESS) << trip.extension;
+    for (const auto& [type, extension] : trips) {
+        Mat original = patterned(type, type == MAT_TYPE::S8_C4 ? 128 : 251);
+        const std::vector<unsigned char> before = bytesOf(original);
+        const std::string path = dir.path(std::string("image.") + extension);
+        ASSERT_EQ(original.write(path), ERROR_CODE::SUCCESS) << extension;
+        if (type == MAT_TYPE::U8_C4) {
+            ASSERT_EQ(original.write(dir.path("lossy.jpg"), MEM::CPU, 80), ERROR_CODE::SUCCESS);
+        }
+        EXPECT_EQ(bytesOf(original), before);
         Mat decoded;
-        ASSERT_EQ(decoded.read(path), ERROR_CODE::SUCCESS) << trip.extension;
-        EXPECT_EQ(decoded.dataType, trip.type) << trip.extension;
+        ASSERT_EQ(decoded.read(path), ERROR_CODE::SUCCESS) << extension;
+        EXPECT_EQ(decoded.dataType, type == MAT_TYPE::S8_C4 ? MAT_TYPE::U8_C4 : type) << extension;
         EXPECT_EQ(decoded.getResolution(), original.getResolution());
-        EXPECT_EQ(bytesOf(decoded), bytesOf(original)) << toString(trip.type) << " " << trip.extension;
+        EXPECT_EQ(bytesOf(decoded), before) << toString(type) << " " << extension;
     }
-}
-
-TEST(MatWrite, signed_bytes_are_encoded_as_unsigned_bytes) {
-    Mat original = patterned(MAT_TYPE::S8_C4, 128);
-    const TempDir dir;
-    ASSERT_EQ(original.write(dir.path("signed.png")), ERROR_CODE::SUCCESS);
-    Mat decoded;
-    ASSERT_EQ(decoded.read(dir.path("signed.png")), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(decoded.dataType, MAT_TYPE::U8_C4);
-    EXPECT_EQ(bytesOf(decoded), bytesOf(original));
-}
-
-TEST(MatWrite, writing_leaves_the_host_content_alone) {
-    Mat image = patterned(MAT_TYPE::U8_C4);
-    const std::vector<unsigned char> before = bytesOf(image);
-    const TempDir dir;
-    ASSERT_EQ(image.write(dir.path("image.jpg"), MEM::CPU, 80), ERROR_CODE::SUCCESS);
-    EXPECT_EQ(bytesOf(image), before);
 }
 
 TEST(MatWrite, jpeg_quality_is_100_minus_the_compression_with_95_by_default) {
