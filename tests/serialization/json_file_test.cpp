@@ -40,42 +40,31 @@ class JsonFiles : public ::testing::Test {
     const fs::path dir{temp.path("")};
 };
 
-TEST(JsonMembers, getString_strips_the_quotes_of_strings_only) {
-    const json object = json::parse(R"({"a":"a","empty":"","digit":5,"real":2.5,"quoted":"say \"hi\"",
-                                        "nested":{"k":[1,2]},"one":"\"","flag":true})");
+// getString strips the quotes of strings only (escapes stay as written in JSON); get reports type errors
+// only when verbose; both leave the output alone on failure.
+TEST(JsonMembers, getString_and_get_read_members_of_objects_only) {
+    const json object = json::parse(R"({"a":"a","digit":5,"quoted":"say \"hi\"","nested":{"k":[1,2]},
+                                        "one":"\"","port":"80"})");
     std::string out = "unchanged";
-    const auto text = [&](const char* key) {
+    for (const auto& [key, text] : {std::pair<const char*, const char*>{"a", "a"},
+                                    {"digit", "5"},
+                                    {"quoted", R"(say \"hi\")"},
+                                    {"nested", R"({"k":[1,2]})"},
+                                    {"one", R"(\")"}}) {
         EXPECT_TRUE(vela::getString(object, key, out, false)) << key;
-        return out;
-    };
-    EXPECT_EQ(text("a"), "a");
-    EXPECT_EQ(text("empty"), "");
-    EXPECT_EQ(text("digit"), "5");
-    EXPECT_EQ(text("real"), "2.5");
-    EXPECT_EQ(text("quoted"), R"(say \"hi\")");  // escapes stay as written in JSON
-    EXPECT_EQ(text("nested"), R"({"k":[1,2]})");
-    EXPECT_EQ(text("one"), R"(\")");
-    EXPECT_EQ(text("flag"), "true");
-
+        EXPECT_EQ(out, text);
+    }
     out = "unchanged";
-    EXPECT_FALSE(vela::getString(object, "missing", out, true));
     EXPECT_FALSE(vela::getString(object, "A", out, true));  // keys compare exactly
     EXPECT_FALSE(vela::getString(json::array({1}), "a", out, true));
     EXPECT_EQ(out, "unchanged");
-}
 
-TEST(JsonMembers, get_refuses_non_objects_and_reports_type_errors_only_when_verbose) {
-    json out;
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(vela::get(json::array({1, 2}), "0", out, true));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-
-    const json object = json::parse(R"({"port":"80","inner":{"x":1}})");
-    ASSERT_TRUE(vela::get(object, "inner", out, false));
-    EXPECT_EQ(out, json::parse(R"({"x":1})"));
-
+    json member;
+    ASSERT_TRUE(vela::get(object, "nested", member, false));
+    EXPECT_EQ(member, json::parse(R"({"k":[1,2]})"));
     int port = 7;
     testing::internal::CaptureStdout();
+    EXPECT_FALSE(vela::get(json::array({1, 2}), "0", member, true));
     EXPECT_FALSE(vela::get(object, "port", port, false));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     testing::internal::CaptureStdout();
@@ -102,17 +91,6 @@ TEST_F(JsonFiles, reading_tells_missing_unreadable_and_invalid_apart) {
     EXPECT_EQ(document, json::parse("{\"b\":[1,\"\xC2\xB0\"]}"));
 }
 
-TEST_F(JsonFiles, string_form_loads_compact_text_and_null_on_failure) {
-    writeFile(dir / "good.json", "{ \"b\" : [1, \"\xC2\xB0\"],\n \"a\": {} }");
-    vela::String text;
-    EXPECT_EQ(vela::loadJSONFile(vela::String((dir / "good.json").string()), text),
-              JSON_FILE_STATUS::SUCCESS);
-    EXPECT_EQ(text, "{\"a\":{},\"b\":[1,\"\xC2\xB0\"]}");  // keys sorted, no ASCII escaping
-    EXPECT_EQ(vela::loadJSONFile(vela::String((dir / "none.json").string()), text),
-              JSON_FILE_STATUS::NOT_FOUND);
-    EXPECT_EQ(text, "null");
-}
-
 TEST_F(JsonFiles, writes_indented_or_compact_text_and_replaces_the_old_file) {
     const json document = json::parse(R"({"z":1,"a":{"k":"v"}})");
     const fs::path path = dir / "out.json";
@@ -135,7 +113,18 @@ TEST_F(JsonFiles, writing_where_no_file_can_be_created_fails_cleanly) {
     EXPECT_EQ(entries(), 1u);
 }
 
-TEST_F(JsonFiles, string_form_writes_only_text_that_does_not_parse) {
+// The string forms: a load gives compact text with sorted keys and no ASCII escaping ("null" on failure);
+// a save writes only text that does not parse.
+TEST_F(JsonFiles, string_forms_load_compact_text_and_save_only_text_that_does_not_parse) {
+    writeFile(dir / "good.json", "{ \"b\" : [1, \"\xC2\xB0\"],\n \"a\": {} }");
+    vela::String text;
+    EXPECT_EQ(vela::loadJSONFile(vela::String((dir / "good.json").string()), text),
+              JSON_FILE_STATUS::SUCCESS);
+    EXPECT_EQ(text, "{\"a\":{},\"b\":[1,\"\xC2\xB0\"]}");
+    EXPECT_EQ(vela::loadJSONFile(vela::String((dir / "none.json").string()), text),
+              JSON_FILE_STATUS::NOT_FOUND);
+    EXPECT_EQ(text, "null");
+
     const fs::path path = dir / "a.json";
     EXPECT_TRUE(vela::saveJSONFile(vela::String(path.string()), vela::String("{\"a\":1}"), true));
     EXPECT_FALSE(fs::exists(path));
