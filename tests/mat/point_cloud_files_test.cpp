@@ -4,24 +4,19 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <lzf.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include <vela/vela.hpp>
 
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <future>
 #include <limits>
 #include <random>
 #include <string>
@@ -132,8 +127,6 @@ TEST(WritePointCloud, refuses_what_a_format_cannot_hold_and_leaves_the_old_file)
     EXPECT_EQ(messages[0], "[Mat] writePointCloud " + path +
                                ": only PCD keeps invalid points: PLY and XYZ have no organised form");
     EXPECT_EQ(readFile(path), "old");
-    EXPECT_EQ(writePointCloud(smallCloud(), dir.path("missing/cloud.ply"), POINT_CLOUD_FORMAT::PLY),
-              ERROR_CODE::FAILURE);
     EXPECT_EQ(dir.names(), std::vector<std::string>{"kept.ply"});
 }
 
@@ -407,25 +400,6 @@ TEST(ReadPointCloud, rows_across_blocks_read_whole) {
     expectSamePoints(read, {{1.0f, 2.0f, 3.0f, colour(1, 2, 3)}, {4.0f, 5.0f, 6.0f, colour(4, 5, 6)}}, true);
 }
 
-// A FIFO without a writer would block an ordinary open for ever: it is refused at once.
-TEST(ReadPointCloud, refuses_what_is_not_a_regular_file_without_waiting) {
-    const TempDir dir;
-    const std::string fifo = dir.path("fifo");
-    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    Mat cloud(1, 1, MAT_TYPE::F32_C1);
-    cloud.setValue(0, 0, 42.0f);
-    test::LogCapture log;
-    auto result = std::async(std::launch::async, [&] { return readPointCloud(fifo, cloud); });
-    if (result.wait_for(std::chrono::seconds(5)) != std::future_status::ready) {
-        ADD_FAILURE() << "readPointCloud waits on a FIFO";
-        const int writer = ::open(fifo.c_str(), O_WRONLY | O_NONBLOCK);  // lets the blocked open return
-        if (writer >= 0) ::close(writer);
-    }
-    EXPECT_EQ(result.get(), ERROR_CODE::FAILURE);
-    EXPECT_EQ(log.texts(), std::vector<std::string>{"[Mat] readPointCloud " + fifo + ": not a regular file"});
-    EXPECT_EQ(*cloud.getPtr<float>(), 42.0f);
-}
-
 TEST(ReadPointCloud, broken_files_fail_with_a_reason_and_leave_the_cloud_untouched) {
     const TempDir dir;
     ASSERT_EQ(writePointCloud(smallCloud(), dir.path("good.pcd"), POINT_CLOUD_FORMAT::PCD,
@@ -484,7 +458,10 @@ TEST(ReadPointCloud, broken_files_fail_with_a_reason_and_leave_the_cloud_untouch
                   std::vector<std::string>{"[Mat] readPointCloud " + dir.path("bad") + ": " + broken.reason});
     }
     EXPECT_EQ(readPointCloud(dir.path("missing"), cloud), ERROR_CODE::FAILURE);
-    EXPECT_EQ(readPointCloud(dir.path(""), cloud), ERROR_CODE::FAILURE);  // a directory
+    EXPECT_EQ(readPointCloud(dir.path(""), cloud), ERROR_CODE::FAILURE);
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{
+                               "[Mat] readPointCloud " + dir.path("missing") + ": No such file or directory",
+                               "[Mat] readPointCloud " + dir.path("") + ": not a regular file"}));
     EXPECT_EQ(cloud.cpuBuffer.get(), buffer);
     EXPECT_EQ(cloud.getDataType(), MAT_TYPE::F32_C1);
     EXPECT_EQ(*cloud.getPtr<float>(), 42.0f);
