@@ -191,23 +191,16 @@ TEST(MatLayout, unknown_memory_is_reported_and_leaves_an_owner_without_buffers) 
     EXPECT_EQ(toValue(seven.memType), 7);
 }
 
-TEST(MatLayout, ref_of_an_empty_mat_leaves_the_target_empty) {
-    Mat target(4, 2, MAT_TYPE::U8_C1);
-    target.ref(Mat());
-    EXPECT_FALSE(target.initialized);
-    EXPECT_EQ(target.width, 0u);
-    const Mat narrow(0, 5, MAT_TYPE::U8_C1);
-    target.ref(narrow);
-    EXPECT_FALSE(target.initialized) << "a grid without elements is not shared";
-}
-
-TEST(MatLayout, assigning_a_mat_to_itself_keeps_it) {
+TEST(MatLayout, ref_of_an_empty_mat_empties_the_target_and_self_assignment_keeps_it) {
     Mat mat(4, 2, MAT_TYPE::U8_C1);
     Mat& same = mat;
     mat = same;
     EXPECT_TRUE(mat.memoryOwner);
     EXPECT_EQ(mat.move(same), ERROR_CODE::SUCCESS);
     EXPECT_TRUE(mat.initialized && mat.memoryOwner);
+    mat.ref(Mat(0, 5, MAT_TYPE::U8_C1));
+    EXPECT_FALSE(mat.initialized) << "a grid without elements is not shared";
+    EXPECT_EQ(mat.width, 0u);
 }
 
 class MatStorage : public GpuTest {};
