@@ -230,23 +230,6 @@ TEST_F(JsonFiles, a_directory_at_the_path_is_neither_replaced_nor_read) {
     EXPECT_EQ(entries(), 1u);
 }
 
-TEST_F(JsonFiles, a_file_or_folder_removed_between_two_calls) {
-    const fs::path path = dir / "sub" / "config.json";
-    fs::create_directory(dir / "sub");
-    ASSERT_EQ(vela::saveJSONFile(path.string(), json{{"a", 1}}, false), JSON_FILE_STATUS::SUCCESS);
-    fs::remove(path);
-    json document = json::object();
-    EXPECT_EQ(vela::loadJSONFile(path.string(), document), JSON_FILE_STATUS::NOT_FOUND);
-    EXPECT_TRUE(document.is_null());
-    EXPECT_EQ(vela::saveJSONFile(path.string(), json{{"a", 2}}, false), JSON_FILE_STATUS::SUCCESS);
-    EXPECT_EQ(readFile(path), "{\"a\":2}\n");
-
-    fs::remove_all(dir / "sub");
-    EXPECT_EQ(vela::saveJSONFile(path.string(), json{{"a", 3}}, false), JSON_FILE_STATUS::UNWRITABLE);
-    EXPECT_EQ(vela::loadJSONFile(path.string(), document), JSON_FILE_STATUS::NOT_FOUND);
-    EXPECT_EQ(entries(), 0u);
-}
-
 TEST_F(JsonFiles, saving_through_a_link_replaces_the_file_it_names_and_keeps_its_permissions) {
     const fs::perms ownerOnly = fs::perms::owner_read | fs::perms::owner_write;
     writeFile(dir / "real.json", "old");
