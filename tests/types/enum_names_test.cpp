@@ -172,6 +172,7 @@ TEST(EnumNames, fromString_reads_numbers_before_names) {
 TEST(EnumNames, fromString_failure_warns_on_standard_error_and_leaves_the_value) {
     // Past the 32-bit range (the minus sign goes first), blanks not collapsed, a name only str2unit knows.
     for (const std::string text : {"xyz", "", "2147483648", "-2147483648", "RIGHT  HANDED Y UP", "Feet"}) {
+        vela::TarnLogger::get_instance().flush();  // messages of earlier tests reach standard error late
         testing::internal::CaptureStderr();
         testing::internal::CaptureStdout();
         const auto [status, parsed] = parseCoordinateSystem(text);
