@@ -53,20 +53,16 @@ TEST(CudaCheck, failing_call_prints_exactly_one_report_line) {
     cudaGetLastError();
 }
 
-TEST(CudaCheck, success_prints_nothing_and_costs_one_comparison) {
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(VELA_CUDA_CHECK(cudaSuccess, kAllocSignature));
-    vela::__cudaSafeCall(cudaSuccess, kAllocSignature, __FILE__, __LINE__);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-}
-
-TEST(CudaCheck, check_evaluates_the_call_once) {
+TEST(CudaCheck, success_prints_nothing_and_the_call_is_evaluated_once) {
     int calls = 0;
     auto call = [&] {
         ++calls;
         return cudaSuccess;
     };
+    testing::internal::CaptureStdout();
     EXPECT_TRUE(VELA_CUDA_CHECK(call(), kAllocSignature));
+    vela::__cudaSafeCall(cudaSuccess, kAllocSignature, __FILE__, __LINE__);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(calls, 1);
 }
 
@@ -83,16 +79,13 @@ cudaError_t failQuietly() {
     return error;
 }
 
-TEST(StatusText, cuda_error_short_text_consumes_the_pending_runtime_error) {
-    const cudaError_t error = failQuietly();
+TEST(StatusText, cuda_error_texts_consume_the_pending_runtime_error) {
+    cudaError_t error = failQuietly();
     EXPECT_EQ(vela::toString(vela::ERROR_CODE::CUDA_ERROR).str(),
               "CUDA ERROR (Err : " + std::to_string(error) + ")");
     EXPECT_EQ(vela::toString(vela::ERROR_CODE::CUDA_ERROR).str(),
               "CUDA ERROR (Err : " + std::to_string(errorLeftAfterReading(error)) + ")");
-}
-
-TEST(StatusText, cuda_error_verbose_text_consumes_the_pending_runtime_error) {
-    const cudaError_t error = failQuietly();
+    error = failQuietly();
     const std::string prefix = "A CUDA related error has been caught, data may be corrupted. CUDA Err: ";
     EXPECT_EQ(vela::toVerbose(vela::ERROR_CODE::CUDA_ERROR).str(), prefix + runtimeText(error));
     const cudaError_t left = errorLeftAfterReading(error);

@@ -4,12 +4,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -17,6 +14,7 @@
 
 #include "core/logging.hpp"
 #include "support/log_capture.hpp"
+#include "support/temp_dir.hpp"
 
 namespace {
 
@@ -70,21 +68,11 @@ TEST_F(CapturedLogger, filtered_message_is_neither_copied_nor_formatted) {
     EXPECT_EQ(Witness::copies, 0);
     EXPECT_TRUE(drain().empty());
 
-    vela::detail::log(kName, LOG_LEVEL::WARNING, "{} {}", "[Mat] ", witness);
+    vela::detail::log(kName, LOG_LEVEL::ERROR, "{} {} for {}", "[Mat] ", witness, 3);
     EXPECT_EQ(Witness::formats, 1);
     EXPECT_EQ(Witness::copies, 0);
-    const auto messages = drain();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(messages[0].second, "[Mat]  witness");
-}
-
-TEST_F(CapturedLogger, placeholders_are_filled_in_order_at_the_message_level) {
-    vela::detail::log(kName, LOG_LEVEL::ERROR, "{} {} for reference Mat is forbidden.", "[Mat] ",
-                      "updateCPUfromGPU");
-    const auto messages = drain();
-    ASSERT_EQ(messages.size(), 1u);
-    EXPECT_EQ(messages[0].first, LOG_LEVEL::ERROR);
-    EXPECT_EQ(messages[0].second, "[Mat]  updateCPUfromGPU for reference Mat is forbidden.");
+    EXPECT_EQ(drain(),
+              (std::vector<vela::test::LogCapture::Message>{{LOG_LEVEL::ERROR, "[Mat]  witness for 3"}}));
 }
 
 TEST_F(CapturedLogger, a_logger_emits_its_own_level_and_above) {
@@ -120,16 +108,12 @@ TEST_F(CapturedLogger, messages_from_many_threads_all_arrive) {
 }
 
 TEST_F(CapturedLogger, file_sink_receives_the_formatted_line) {
-    const std::string path = ::testing::TempDir() + "vela_logger_test.log";
-    std::remove(path.c_str());
-    ASSERT_TRUE(TarnLogger::get_instance().addFileSink(kName, path));
+    const vela::test::TempDir dir;
+    ASSERT_TRUE(TarnLogger::get_instance().addFileSink(kName, dir.path("log")));
     vela::detail::log(kName, LOG_LEVEL::ERROR, "{} in {} : {}", "[Mat] ", "write", "boom");
     drain();
-    std::ifstream file(path);
-    std::stringstream content;
-    content << file.rdbuf();
-    EXPECT_NE(content.str().find("[error] [Mat]  in write : boom\n"), std::string::npos) << content.str();
-    std::remove(path.c_str());
+    const std::string content = vela::test::readFile(dir.path("log"));
+    EXPECT_NE(content.find("[error] [Mat]  in write : boom\n"), std::string::npos) << content;
 }
 
 TEST_F(CapturedLogger, removed_sinks_are_never_called_again) {
@@ -220,24 +204,14 @@ TEST_F(CapturedLogger, a_burst_larger_than_the_queue_through_a_forwarding_callba
     EXPECT_EQ(forwarded.take().size(), static_cast<size_t>(kMessages));
 }
 
-TEST(TarnLogger, library_logger_is_registered_at_first_use_at_warning_level) {
+TEST(TarnLogger, library_logger_is_registered_at_warning_and_unknown_names_log_nothing) {
     TarnLogger& logger = TarnLogger::get_instance();
     EXPECT_EQ(&logger, &TarnLogger::get_instance());
     EXPECT_TRUE(logger.isRegistered(LOGGER_NAME::VELA));
-    EXPECT_EQ(static_cast<int>(LOGGER_NAME::VELA), 0);
     EXPECT_EQ(logger.getLevel(LOGGER_NAME::VELA), LOG_LEVEL::WARNING);
-}
+    EXPECT_EQ(static_cast<int>(LOG_LEVEL::WARNING), 5);  // the back end's numbering
 
-TEST(TarnLogger, levels_use_the_back_end_numbering) {
-    EXPECT_EQ(static_cast<int>(LOG_LEVEL::DEBUG), 3);
-    EXPECT_EQ(static_cast<int>(LOG_LEVEL::WARNING), 5);
-    EXPECT_EQ(static_cast<int>(LOG_LEVEL::ERROR), 6);
-}
-
-TEST(TarnLogger, unregistered_and_unknown_names_log_nothing_and_report_none) {
-    TarnLogger& logger = TarnLogger::get_instance();
     EXPECT_FALSE(logger.isRegistered(LOGGER_NAME::STREAMING));
-    EXPECT_EQ(logger.getLevel(LOGGER_NAME::STREAMING), LOG_LEVEL::NONE);
     logger.setLevel(LOGGER_NAME::STREAMING, LOG_LEVEL::DEBUG);
     EXPECT_EQ(logger.getLevel(LOGGER_NAME::STREAMING), LOG_LEVEL::NONE);
     EXPECT_FALSE(logger.addCallbackSink(LOGGER_NAME::STREAMING, [](LOG_LEVEL, const std::string&) {}));

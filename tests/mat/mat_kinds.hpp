@@ -80,31 +80,14 @@ class MatKindTest : public GpuTest, public ::testing::WithParamInterface<Kind> {
     MEM firstSide() const { return hasHost() ? MEM::CPU : MEM::GPU; }
 
     Mat make() {
-        switch (GetParam()) {
-            case Kind::Cpu:
-                return Mat(kWidth, kHeight, kType, MEM::CPU);
-            case Kind::Gpu:
-                return Mat(kWidth, kHeight, kType, MEM::GPU);
-            case Kind::Both:
-                return Mat(kWidth, kHeight, kType, MEM_BOTH);
-            case Kind::Managed:
-                return Mat(kWidth, kHeight, kType, MEM_MANAGED);
-            case Kind::Unified:
-                return Mat(kWidth, kHeight, kType, MEM_UNIFIED);
-            case Kind::UserCpu:
-                return Mat(kWidth, kHeight, kType, userHostBlock(), kRowBytes, MEM::CPU);
-            case Kind::UserGpu: {
-                size_t pitch = 0;
-                unsigned char* block = userGpuBlock(&pitch);
-                return Mat(kWidth, kHeight, kType, block, pitch, MEM::GPU);
-            }
-            case Kind::UserBoth: {
-                size_t pitch = 0;
-                unsigned char* block = userGpuBlock(&pitch);
-                return Mat(kWidth, kHeight, kType, userHostBlock(), kRowBytes, block, pitch);
-            }
-        }
-        return Mat();
+        const MEM ownedMemory[] = {MEM::CPU, MEM::GPU, MEM_BOTH, MEM_MANAGED, MEM_UNIFIED};
+        if (owned()) return Mat(kWidth, kHeight, kType, ownedMemory[static_cast<int>(GetParam())]);
+        if (GetParam() == Kind::UserCpu)
+            return Mat(kWidth, kHeight, kType, userHostBlock(), kRowBytes, MEM::CPU);
+        size_t pitch = 0;
+        unsigned char* block = userGpuBlock(&pitch);
+        if (GetParam() == Kind::UserGpu) return Mat(kWidth, kHeight, kType, block, pitch, MEM::GPU);
+        return Mat(kWidth, kHeight, kType, userHostBlock(), kRowBytes, block, pitch);
     }
 
     /// Writes the pattern on every side `mat` has, and a time stamp.

@@ -80,63 +80,57 @@ TEST_P(MatKinds, copies_share_the_buffers_and_keep_them_alive) {
     EXPECT_TRUE(holdsPattern(copy, firstSide()));
 }
 
-TEST_P(MatKinds, move_hands_over_owned_storage_only) {
+// move(), std::move and swap hand over owned storage. A reference is refused by move(), copied by std::move
+// and not carried over by swap.
+TEST_P(MatKinds, move_and_swap_hand_over_owned_storage_only) {
     Mat source = make();
     fillWithPattern(source);
     source.userFlag = true;
+    source.name = "cloud";
+    const unsigned char* buffer = hasHost() ? source.cpuBuffer.get() : source.gpuBuffer.get();
+    const auto bufferOf = [&](const Mat& mat) {
+        return hasHost() ? mat.cpuBuffer.get() : mat.gpuBuffer.get();
+    };
     Mat dst(2, 2, MAT_TYPE::U8_C1);
     const unsigned char* held = dst.cpuBuffer.get();
-    if (!owned()) {
-        EXPECT_EQ(source.move(dst), ERROR_CODE::FAILURE);
+    EXPECT_EQ(source.move(dst), owned() ? ERROR_CODE::SUCCESS : ERROR_CODE::FAILURE);
+    if (owned()) {
+        EXPECT_FALSE(source.initialized || source.memoryOwner);
+        EXPECT_TRUE(dst.initialized && dst.memoryOwner && dst.userFlag);
+        EXPECT_EQ(bufferOf(dst), buffer);
+        EXPECT_EQ(dst.timestamp, 42u);
+        EXPECT_EQ(dst.memType, make().memType);
+        EXPECT_TRUE(holdsPattern(dst, firstSide()));
+        ASSERT_EQ(dst.move(source), ERROR_CODE::SUCCESS);
+    } else {
         EXPECT_EQ(dst.cpuBuffer.get(), held);
         EXPECT_EQ(dst.width, 2u);
         EXPECT_TRUE(dst.memoryOwner);
-        return;
     }
-    const unsigned char* gpu = source.gpuBuffer.get();
-    EXPECT_EQ(source.move(dst), ERROR_CODE::SUCCESS);
-    EXPECT_FALSE(source.initialized);
-    EXPECT_FALSE(source.memoryOwner);
-    EXPECT_TRUE(dst.initialized && dst.memoryOwner && dst.userFlag);
-    EXPECT_EQ(dst.gpuBuffer.get(), gpu);
-    EXPECT_EQ(dst.timestamp, 42u);
-    EXPECT_EQ(dst.memType, make().memType);
-    EXPECT_TRUE(holdsPattern(dst, firstSide()));
-}
 
-TEST_P(MatKinds, swap_carries_owned_storage_and_drops_references) {
-    Mat a = make();
-    fillWithPattern(a);
-    Mat b(2, 2, MAT_TYPE::U8_C1);
-    Mat::swap(a, b);
-    EXPECT_EQ(a.width, 2u);
-    EXPECT_TRUE(a.memoryOwner);
-    if (owned()) {
-        EXPECT_TRUE(b.memoryOwner);
-        EXPECT_TRUE(holdsPattern(b, firstSide()));
-    } else {
-        EXPECT_FALSE(b.initialized) << "a reference is not carried over";
-    }
-}
-
-TEST_P(MatKinds, std_move_hands_over_owned_storage_and_copies_references) {
-    Mat source = make();
-    fillWithPattern(source);
-    source.name = "cloud";
-    const unsigned char* buffer = hasHost() ? source.cpuBuffer.get() : source.gpuBuffer.get();
     Mat constructed(std::move(source));
     EXPECT_EQ(constructed.memoryOwner, owned());
     EXPECT_EQ(constructed.name, "cloud");
     EXPECT_TRUE(holdsPattern(constructed, firstSide()));
     EXPECT_EQ(source.initialized, !owned()) << "an owning source ends empty, a reference stays one";
     EXPECT_EQ(source.cpuBuffer == nullptr && source.gpuBuffer == nullptr, owned());
-
     Mat assigned(2, 2, MAT_TYPE::U8_C1);
     assigned = std::move(constructed);
     EXPECT_EQ(assigned.memoryOwner, owned());
-    EXPECT_EQ(hasHost() ? assigned.cpuBuffer.get() : assigned.gpuBuffer.get(), buffer);
+    EXPECT_EQ(bufferOf(assigned), buffer);
     assigned = std::move(assigned);
     EXPECT_TRUE(holdsPattern(assigned, firstSide())) << "a self-move changes nothing";
+
+    Mat b(2, 2, MAT_TYPE::U8_C1);
+    Mat::swap(assigned, b);
+    EXPECT_EQ(assigned.width, 2u);
+    EXPECT_TRUE(assigned.memoryOwner);
+    EXPECT_EQ(b.memoryOwner, owned());
+    if (owned()) {
+        EXPECT_TRUE(holdsPattern(b, firstSide()));
+    } else {
+        EXPECT_FALSE(b.initialized) << "a reference is not carried over";
+    }
 }
 
 TEST(MatMove, a_growing_vector_keeps_every_element_owning) {
@@ -191,23 +185,16 @@ TEST(MatLayout, unknown_memory_is_reported_and_leaves_an_owner_without_buffers) 
     EXPECT_EQ(toValue(seven.memType), 7);
 }
 
-TEST(MatLayout, ref_of_an_empty_mat_leaves_the_target_empty) {
-    Mat target(4, 2, MAT_TYPE::U8_C1);
-    target.ref(Mat());
-    EXPECT_FALSE(target.initialized);
-    EXPECT_EQ(target.width, 0u);
-    const Mat narrow(0, 5, MAT_TYPE::U8_C1);
-    target.ref(narrow);
-    EXPECT_FALSE(target.initialized) << "a grid without elements is not shared";
-}
-
-TEST(MatLayout, assigning_a_mat_to_itself_keeps_it) {
+TEST(MatLayout, ref_of_an_empty_mat_empties_the_target_and_self_assignment_keeps_it) {
     Mat mat(4, 2, MAT_TYPE::U8_C1);
     Mat& same = mat;
     mat = same;
     EXPECT_TRUE(mat.memoryOwner);
     EXPECT_EQ(mat.move(same), ERROR_CODE::SUCCESS);
     EXPECT_TRUE(mat.initialized && mat.memoryOwner);
+    mat.ref(Mat(0, 5, MAT_TYPE::U8_C1));
+    EXPECT_FALSE(mat.initialized) << "a grid without elements is not shared";
+    EXPECT_EQ(mat.width, 0u);
 }
 
 class MatStorage : public GpuTest {};
