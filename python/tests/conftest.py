@@ -1,4 +1,6 @@
 import importlib
+import pathlib
+import sys
 
 import pytest
 
@@ -20,3 +22,13 @@ def sim():
 def any_vela(request):
     """Each build of the bindings, for host behaviour that both must share."""
     return importlib.import_module(request.param)
+
+
+@pytest.fixture(scope="session")
+def header_docs():
+    """scripts/header_docs.py, the reader of the headers' documentation, as a module."""
+    sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts"))
+    try:
+        return importlib.import_module("header_docs")
+    finally:
+        sys.path.pop(0)

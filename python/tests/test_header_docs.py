@@ -1,10 +1,5 @@
 """The reader of the headers' /// comments, on a header written for it: what it keeps, under which name."""
 
-import importlib.util
-import pathlib
-
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-
 HEADER = '''#pragma once
 
 /// \\file
@@ -60,10 +55,7 @@ inline bool Box::operator==(const Box& other) const { return true; }
 '''
 
 
-def test_the_reader_keeps_each_declaration_under_its_qualified_name(tmp_path):
-    spec = importlib.util.spec_from_file_location("header_docs", ROOT / "scripts" / "header_docs.py")
-    header_docs = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(header_docs)
+def test_the_reader_keeps_each_declaration_under_its_qualified_name(tmp_path, header_docs):
     (tmp_path / "vela").mkdir()
     (tmp_path / "vela" / "box.hpp").write_text(HEADER)
     found = [(e.kind, e.key, e.doc, e.params, e.namespace_level) for e in header_docs.parse_tree(str(tmp_path))]

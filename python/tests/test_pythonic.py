@@ -1,7 +1,6 @@
 """What a Python user relies on beyond the C++ names: statuses that cannot be truth-tested by mistake, the
 headers' documentation on every name, signatures inspect can read, readable records, numpy on a Mat."""
 
-import importlib.util
 import inspect
 import os
 import pathlib
@@ -12,12 +11,9 @@ import pytest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
-def _header_docs():
-    spec = importlib.util.spec_from_file_location("header_docs", ROOT / "scripts" / "header_docs.py")
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
+def _header_docs(reader):
     docs = {}
-    for entity in module.parse_tree(str(ROOT / "include")):
+    for entity in reader.parse_tree(str(ROOT / "include")):
         if entity.doc:
             docs.setdefault(entity.key, []).append(entity.doc)
     return docs
@@ -105,8 +101,8 @@ def _public_callables(vela):
     return out
 
 
-def test_every_public_name_carries_its_header_documentation(vela):
-    headers = _header_docs()
+def test_every_public_name_carries_its_header_documentation(vela, header_docs):
+    headers = _header_docs(header_docs)
     undocumented, lost = [], []
     for name, obj, key in _public_callables(vela):
         doc = inspect.getdoc(obj) or ""

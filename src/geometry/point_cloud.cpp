@@ -98,16 +98,15 @@ void backProjectOnHost(const elementwise::DepthToCloudGrid& grid) {
     }
 }
 
-// Moves the host rows of `grid` (points of Channels floats) with transformRigid, the matrix in a local
-// array that no store can reach. Not inlined: compiled on its own, the row loop vectorises.
-template <int Channels>
-__attribute__((noinline)) void transformRows(const elementwise::RigidCloudGrid& grid) {
+// Moves the host rows of `grid` (points of four floats) with transformRigid, the matrix in a local array
+// that no store can reach. Not inlined: compiled on its own, the row loop vectorises.
+__attribute__((noinline)) void transformRows4(const elementwise::RigidCloudGrid& grid) {
     float m[12];
     std::memcpy(m, grid.m, sizeof m);
     for (size_t y = 0; y < grid.height; ++y) {
         float* row = reinterpret_cast<float*>(grid.cloud + y * grid.step);
         for (size_t x = 0; x < grid.width; ++x)
-            elementwise::transformRigid(m, row + Channels * x);
+            elementwise::transformRigid(m, row + 4 * x);
     }
 }
 
@@ -118,6 +117,20 @@ unsigned char* prepareCloud(Mat& cloud, size_t width, size_t height, MAT_TYPE ty
           side(cloud, mem) != nullptr))
         cloud.alloc(width, height, type, mem);
     return side(cloud, mem);
+}
+
+// The side `mem` of an F32_C3 or F32_C4 `cloud` as the grid of a cloud operation (RigidCloudGrid or
+// ScaleCloudGrid); refused on behalf of `name` when there is no such cloud.
+template <typename Grid>
+ERROR_CODE cloudGrid(Mat& cloud, MEM mem, const char* name, Grid& grid) {
+    grid.cloud = side(cloud, mem);
+    if (!isCloud(cloud) || grid.cloud == nullptr)
+        return refuse(name, "wants an F32_C3 or F32_C4 cloud with storage on CPU or GPU, as mem names");
+    grid.step = stepOf(cloud, mem);
+    grid.width = cloud.width;
+    grid.height = cloud.height;
+    grid.channels = static_cast<int>(cloud.channels);
+    return ERROR_CODE::SUCCESS;
 }
 
 }  // namespace
@@ -236,16 +249,9 @@ ERROR_CODE depthToPointCloud(const Mat& depth, const CameraParameters& camera, M
 }
 
 ERROR_CODE transformPointCloud(Mat& cloud, const Transform& transform, MEM mem, cudaStream_t stream) {
-    constexpr const char* kName = "transformPointCloud";
-    unsigned char* data = side(cloud, mem);
-    if (!isCloud(cloud) || data == nullptr)
-        return refuse(kName, "wants an F32_C3 or F32_C4 cloud with storage on CPU or GPU, as mem names");
     elementwise::RigidCloudGrid grid{};
-    grid.cloud = data;
-    grid.step = stepOf(cloud, mem);
-    grid.width = cloud.width;
-    grid.height = cloud.height;
-    grid.channels = static_cast<int>(cloud.channels);
+    const ERROR_CODE status = cloudGrid(cloud, mem, "transformPointCloud", grid);
+    if (status != ERROR_CODE::SUCCESS) return status;
     std::memcpy(grid.m, transform.elements, sizeof grid.m);  // the top three rows
     if (mem == MEM::CPU) {
         if (grid.channels == 3) {
@@ -253,7 +259,7 @@ ERROR_CODE transformPointCloud(Mat& cloud, const Transform& transform, MEM mem, 
                 detail::transformRigidPoints3(reinterpret_cast<float*>(grid.cloud + y * grid.step),
                                               grid.width, grid.m);
         } else {
-            transformRows<4>(grid);
+            transformRows4(grid);
         }
         return ERROR_CODE::SUCCESS;
     }
@@ -265,15 +271,9 @@ ERROR_CODE convertPointCloudUnit(Mat& cloud, UNIT unit_src, UNIT unit_dst, MEM m
     constexpr const char* kName = "convertPointCloudUnit";
     if (unit_src == unit_dst) return ERROR_CODE::SUCCESS;
     if (!detail::unitsInRange(unit_src, unit_dst)) return refuse(kName, "unit out of range");
-    unsigned char* data = side(cloud, mem);
-    if (!isCloud(cloud) || data == nullptr)
-        return refuse(kName, "wants an F32_C3 or F32_C4 cloud with storage on CPU or GPU, as mem names");
     elementwise::ScaleCloudGrid grid{};
-    grid.cloud = data;
-    grid.step = stepOf(cloud, mem);
-    grid.width = cloud.width;
-    grid.height = cloud.height;
-    grid.channels = static_cast<int>(cloud.channels);
+    const ERROR_CODE status = cloudGrid(cloud, mem, kName, grid);
+    if (status != ERROR_CODE::SUCCESS) return status;
     grid.factor = getUnitScale(unit_src, unit_dst);
     if (mem == MEM::CPU) {
         onHost(grid, elementwise::scaleCloudPoint);
